@@ -1,0 +1,34 @@
+# How our own code is compiled. pell_compile: everywhere. pell_plugin_compile: what goes into a C-only shared object.
+
+add_library(pell_compile INTERFACE)
+target_include_directories(pell_compile INTERFACE ${PROJECT_SOURCE_DIR})
+# Descriptors name only the slots they fill, hence no missing-field-initializers.
+target_compile_options(pell_compile INTERFACE
+  -Wall -Wextra -Wshadow -Wpointer-arith -Wcast-align -Wconversion -Wsign-conversion -Wformat=2
+  -Wno-missing-field-initializers -fstack-protector-strong
+  $<$<BOOL:${PELL_WERROR}>:-Werror>
+  $<$<AND:$<CONFIG:Release,RelWithDebInfo>,$<STREQUAL:${PELL_SANITIZE},>>:-U_FORTIFY_SOURCE>
+  $<$<AND:$<CONFIG:Release,RelWithDebInfo>,$<STREQUAL:${PELL_SANITIZE},>>:-D_FORTIFY_SOURCE=2>)
+if(PELL_SANITIZE)
+  target_compile_options(pell_compile INTERFACE
+    -fsanitize=${PELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(pell_compile INTERFACE -fsanitize=${PELL_SANITIZE})
+endif()
+
+# No exceptions, no RTTI, no guards and no unwinder: nothing that would pull in a C++ runtime. Floating-point results
+# are the same on every target, so no contraction.
+add_library(pell_plugin_compile INTERFACE)
+target_link_libraries(pell_plugin_compile INTERFACE pell_compile)
+target_compile_options(pell_plugin_compile INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  -ffp-contract=off -fno-semantic-interposition -ffunction-sections -fdata-sections)
+
+# Turns a shared library of C++ sources into one that the C driver links: an accidental use of the C++ runtime is then
+# an unresolved symbol. Sanitized builds are linked without that check, their runtime comes with the program.
+function(pell_plugin_link target)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  target_link_options(${target} PRIVATE
+    -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text
+    -Wl,-Bsymbolic-functions
+    $<$<STREQUAL:${PELL_SANITIZE},>:-Wl,-z,defs>)
+endfunction()

@@ -1,0 +1,37 @@
+// The demuxer registry: a chain through pstNext, filled from one array on the first find or open.
+#include "format/demuxer_registry.h"
+#include "platform/check.h"
+
+// The order decides when several demuxers would accept a URL.
+static FormatEntry *const s_apstDemuxers[] = {
+    &g_srtDemuxer,
+};
+
+static FormatEntry *g_demuxerHead;
+static uint8_t g_demuxerRegistered;
+
+static void DemuxerAppend(FormatEntry *pstDemuxer) {
+    FormatEntry **ppstLink = &g_demuxerHead;
+    while (*ppstLink != nullptr) {
+        ppstLink = &(*ppstLink)->pstNext;
+    }
+    pstDemuxer->pstNext = nullptr;
+    *ppstLink = pstDemuxer;
+}
+
+FormatEntry *DemuxerRegister(const char *pszUrl, Protocol *pstProtocol) {
+    if (g_demuxerRegistered == 0) {
+        for (FormatEntry *pstDemuxer : s_apstDemuxers) {
+            DemuxerAppend(pstDemuxer);
+        }
+        g_demuxerRegistered = 1;
+    } else {
+        PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "alredy regist demuxer");
+    }
+    for (FormatEntry *pstDemuxer = g_demuxerHead; pstDemuxer != nullptr; pstDemuxer = pstDemuxer->pstNext) {
+        if (pstDemuxer->fmt_find != nullptr && pstDemuxer->fmt_find(pszUrl, pstProtocol) == 0) {
+            return pstDemuxer;
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,205 @@
+// The operations that all text demuxers share.
+#include "subtitle/common/text_demuxer.h"
+#include "subtitle/common/transcode.h"
+
+#include <cstdlib>
+#include <cstring>
+
+const char *SvrTextExtension(const char *pszUrl) {
+    const char *pszDot = strrchr(pszUrl, '.');
+    return pszDot != nullptr ? pszDot + 1 : nullptr;
+}
+
+int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
+                         const Protocol *pstProtocol, void *const *phFmt) {
+    SVR_RETURN_UNLESS(pszUrl != nullptr && pstProtocol != nullptr && phFmt != nullptr, pszFunc, pstTraits->pszInvalid);
+    SVR_RETURN_UNLESS(pstProtocol->url_find != nullptr, pszFunc, "null");
+    SVR_RETURN_UNLESS(pstProtocol->url_open != nullptr, pszFunc, "null");
+    SVR_RETURN_UNLESS(pstProtocol->url_close != nullptr, pszFunc, "null");
+    SVR_RETURN_UNLESS(pstProtocol->url_read != nullptr, pszFunc, "null");
+    SVR_RETURN_UNLESS(pstProtocol->url_seek != nullptr, pszFunc, "null");
+    return 0;
+}
+
+int32_t SvrTextAddStream(TextHead *pstHead) {
+    FileInfo *pstInfo = &pstHead->stFileInfo;
+    if (PlayerRealloc1MoreProgram(pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr) {
+        return -1;
+    }
+    ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
+    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, 1) != 0 ||
+        pstProgram->pastSubStream == nullptr) {
+        return -1;
+    }
+    return 0;
+}
+
+SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead,
+                                     const char *pszUrl) {
+    pstHead->stFileInfo.u32Reserved1 = 0;
+    ProgramInfo *pstProgram = &pstHead->stFileInfo.pastProgramInfo[0];
+    pstProgram->u32SubStreamNum = 1;
+    SubStreamInfo *pstStream = &pstProgram->pastSubStream[0];
+    pstStream->s32StreamIndex = SUB_STREAM_INDEX_BASE;
+    pstStream->u32Flag = 1;
+    pstStream->u32Format = pstTraits->u32Format;
+    SVR_BOUNDED(pszFunc, memset_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), 0, sizeof(pstStream->aszUrl)),
+                "memset_s");
+    SVR_BOUNDED(pszFunc, strncpy_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), pszUrl, sizeof(pstStream->aszUrl) - 1),
+                "strncpy_s");
+    return pstStream;
+}
+
+static void TextDestroyCharset(TextHead *pstHead) {
+    if (pstHead->pstCharsetOps != nullptr && pstHead->hCharset != nullptr &&
+        pstHead->pstCharsetOps->destroy != nullptr) {
+        pstHead->pstCharsetOps->destroy(pstHead->hCharset);
+        pstHead->hCharset = nullptr;
+    }
+}
+
+void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead) {
+    const CharsetOps *pstOps = pstHead->pstCharsetOps;
+    if (pstOps == nullptr || pstOps->create == nullptr || pstOps->destroy == nullptr) {
+        return;
+    }
+    // A second find-stream would otherwise lose the first one's instance.
+    TextDestroyCharset(pstHead);
+    if (pstOps->create(&pstHead->hCharset, 0) != 0) {
+        pstHead->hCharset = nullptr;
+        PlayerPrintf(pstTraits->s32CreateFailedLevel, pszFunc, __LINE__, "Charset Create failed");
+    }
+}
+
+uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel) {
+    const int32_t s32CodeType = SvrSubIdentifyCodeType(pstHead->hUrl, pstHead->pstProtocol, pstHead->hCharset,
+                                                       pstHead->pstCharsetOps, pstTraits->pstEntry->s32CodeTypeHint);
+    if (s32CodeType == -1) {
+        PlayerPrintf(s32UnknownLevel, pszFunc, __LINE__, "WARNING! Unknow CodeType!");
+        return 0;
+    }
+    return static_cast<uint32_t>(s32CodeType);
+}
+
+int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
+                         const TextBuf *pstBuf, int32_t *ps32OutLen) {
+    SVR_BOUNDED(__func__, memset_s(pstBuf->pu8Text, SVR_SUB_STR_OUT_MAX_LEN, 0, *pstBuf->pu32Used), "memset_s");
+    TranscodeLine stLine = {
+        .pu8LineIn = pu8In,
+        .pu8LineOut = pstBuf->pu8Text,
+        .s32LineInSize = s32InLen,
+        .s32LineOutSize = SVR_SUB_STR_OUT_MAX_LEN,
+        .s32LineInUsed = 0,
+    };
+    int32_t s32Touched = 0;
+    const int32_t s32Result =
+        SvrSubTranscodeTouched(pstHead->hCharset, pstHead->pstCharsetOps, &stLine, static_cast<int32_t>(u32CodeType),
+                               static_cast<int32_t>(pstHead->u32DstCodeType), &s32Touched);
+    *pstBuf->pu32Used = static_cast<uint32_t>(s32Touched);
+    *ps32OutLen = stLine.s32LineOutSize;
+    return s32Result;
+}
+
+int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8Line, int32_t s32LineLen,
+                    const TextBuf *pstBuf, const uint8_t **ppu8Text, int32_t *ps32TextLen) {
+    if (SvrSubTranscodeKeeps(pstHead->hCharset, pstHead->pstCharsetOps, pu8Line, s32LineLen,
+                             static_cast<int32_t>(pstHead->u32DstCodeType))) {
+        *ppu8Text = pu8Line;
+        *ps32TextLen = s32LineLen;
+        return 0;
+    }
+    *ppu8Text = pstBuf->pu8Text;
+    return SvrTextTranscode(pstHead, u32CodeType, pu8Line, s32LineLen, pstBuf, ps32TextLen) == -1 ? -1 : 0;
+}
+
+int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo) {
+    TextHead *pstHead = static_cast<TextHead *>(hFmt);
+    SVR_RETURN_UNLESS(pstHead != nullptr && ppstInfo != nullptr, pszFunc, pstTraits->pszInvalid);
+    SVR_RETURN_UNLESS(pstHead->bFileOpen != 0, pszFunc, pstTraits->pszNotOpen);
+    *ppstInfo = &pstHead->stFileInfo;
+    return 0;
+}
+
+int32_t SvrTextFree(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FmtFrame *pstFrame) {
+    const TextHead *pstHead = static_cast<const TextHead *>(hFmt);
+    SVR_RETURN_UNLESS(pstHead != nullptr && pstFrame != nullptr, pszFunc, pstTraits->pszInvalid);
+    SVR_RETURN_UNLESS(pstHead->bFileOpen != 0, pszFunc, pstTraits->pszNotOpen);
+    SVR_BOUNDED(pszFunc, memset_s(pstFrame, sizeof(*pstFrame), 0, sizeof(*pstFrame)), "memset_s");
+    return 0;
+}
+
+static int32_t TextSetSrcCodeType(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, void *pvArg) {
+    SVR_RETURN_UNLESS(pvArg != nullptr, pszFunc, "invalid argument");
+    uint32_t *pu32CodeType = pstTraits->pfnCodeType(pstHead);
+    uint32_t *pu32Asked = static_cast<uint32_t *>(pvArg);
+    if (*pu32Asked == *pu32CodeType) {
+        return 0;
+    }
+    if (*pu32Asked == 0) {
+        *pu32Asked = SvrTextIdentify(pszFunc, pstTraits, pstHead, PLAYER_LOG_ERROR);
+    }
+    *pu32CodeType = *pu32Asked;
+    if (pstTraits->pfnReindex(pstHead) == -1) {
+        SVR_LOG_FAILED(pszFunc, pstTraits->pszReindexFailed, -1);
+    }
+    PlayerPrintf(pstTraits->s32ResetLevel, pszFunc, __LINE__, "Reset code type to: %d",
+                 static_cast<int32_t>(*pu32Asked));
+    return 0;
+}
+
+static int32_t TextSetDstCodeType(const char *pszFunc, TextHead *pstHead, const void *pvArg) {
+    SVR_RETURN_UNLESS(pvArg != nullptr, pszFunc, "invalid argument");
+    pstHead->u32DstCodeType = *static_cast<const uint32_t *>(pvArg);
+    return 0;
+}
+
+static int32_t TextSetCharsetOps(const char *pszFunc, TextHead *pstHead, const void *pvArg) {
+    const CharsetOps *pstOps = static_cast<const CharsetOps *>(pvArg);
+    SVR_RETURN_UNLESS(pstOps != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->convert != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->create != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->destroy != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->getStreamType != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->getCodeType != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps->reserved != nullptr, pszFunc, "invalid argument");
+    pstHead->pstCharsetOps = pstOps;
+    return 0;
+}
+
+int32_t SvrTextInvoke(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, int32_t s32Command, void *pvArg) {
+    TextHead *pstHead = static_cast<TextHead *>(hFmt);
+    SVR_RETURN_UNLESS(pstHead != nullptr && pstHead->hUrl != nullptr && pstHead->pstProtocol != nullptr, pszFunc,
+                      "invalid param");
+    switch (s32Command) {
+    case INVOKE_STOP:
+        __atomic_store_n(&pstHead->bStopParse, 1, __ATOMIC_RELAXED);
+        return 0;
+    case INVOKE_SET_SRC_CODETYPE:
+        return TextSetSrcCodeType(pszFunc, pstTraits, pstHead, pvArg);
+    case INVOKE_SET_DST_CODETYPE:
+        return TextSetDstCodeType(pszFunc, pstHead, pvArg);
+    case INVOKE_SET_CHARSET_OPS:
+        return TextSetCharsetOps(pszFunc, pstHead, pvArg);
+    default:
+        return 0;
+    }
+}
+
+void SvrTextRelease(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead) {
+    pstHead->pstProtocol->url_close(pstHead->hUrl);
+    TextDestroyCharset(pstHead);
+    pstHead->pstCharsetOps = nullptr;
+    PlayerFreeAllPrograms(&pstHead->stFileInfo);
+    pstTraits->pfnFreeOwn(pstHead);
+    SVR_BOUNDED(pszFunc, memset_s(pstHead, pstTraits->u32HdlSize, 0, pstTraits->u32HdlSize), "memset_s");
+    free(pstHead);
+}
+
+int32_t SvrTextClose(const char *pszFunc, const TextTraits *pstTraits, void *hFmt) {
+    TextHead *pstHead = static_cast<TextHead *>(hFmt);
+    SVR_RETURN_UNLESS(pstHead != nullptr, pszFunc, "invalid param");
+    SVR_RETURN_UNLESS(pstHead->pstProtocol != nullptr, pszFunc, "pstProtocol is null");
+    SVR_RETURN_UNLESS(pstHead->pstProtocol->url_close != nullptr, pszFunc, "url_close is null");
+    SvrTextRelease(pszFunc, pstTraits, pstHead);
+    return 0;
+}

@@ -1,0 +1,82 @@
+// What all text demuxers do alike: the head of their handles, and the operations on it, steered by one read-only record
+// per demuxer. Every helper takes the name of the operation it works for, which is the name it logs under.
+#pragma once
+
+#include "platform/check.h"
+
+// First member of every text demuxer's handle.
+struct TextHead {
+    void *hUrl;            // what url_open returned; owned
+    uint32_t bFileOpen;    // 1 once open has succeeded
+    uint32_t bStopParse;   // 1 after INVOKE_STOP, never cleared; written by another thread, see SvrTextStopped
+    Protocol *pstProtocol; // what the file is read through; not owned
+    FileInfo stFileInfo;   // handed out by get-info; its programs are the host's to free
+    void *hCharset;        // converter instance, null when there is none; owned
+    const CharsetOps *pstCharsetOps; // handed in by the host, may be null; not owned
+    uint32_t u32DstCodeType;         // code type that cues are delivered in
+};
+
+// What one demuxer does in its own way.
+struct TextTraits {
+    FormatEntry *pstEntry;                // its descriptor
+    uint32_t u32Format;                   // enum SubStreamFormat
+    uint32_t u32HdlSize;                  // bytes of its handle
+    int32_t s32CreateFailedLevel;         // of "Charset Create failed"
+    int32_t s32UnknownLevel;              // of "WARNING! Unknow CodeType!" at find-stream
+    int32_t s32ResetLevel;                // of "Reset code type to: %d"
+    const char *pszInvalid;               // bad arguments of open, get-info, free and seek
+    const char *pszNotOpen;               // handle that is not open
+    const char *pszReindexFailed;         // index that could not be rebuilt in a new code type
+    uint32_t *(*pfnCodeType)(void *hFmt); // where the handle keeps its code type
+    int32_t (*pfnReindex)(void *hFmt);    // builds the index in the current code type; 0 or -1
+    void (*pfnFreeOwn)(void *hFmt);       // frees the index and other blocks of its own; may find them null
+};
+
+// The bytes of a text buffer that earlier conversions left behind; only they are cleared before the next one.
+struct TextBuf {
+    uint8_t *pu8Text; // SVR_SUB_STR_OUT_MAX_LEN bytes
+    uint32_t *pu32Used;
+};
+
+// Whether a stop was asked for. Read afresh at each call, and never torn.
+inline bool SvrTextStopped(const TextHead *pstHead) {
+    return __atomic_load_n(&pstHead->bStopParse, __ATOMIC_RELAXED) == 1;
+}
+
+// The text after the last "." of a URL, or null.
+const char *SvrTextExtension(const char *pszUrl);
+
+// Open's checks of its arguments. 0 or -1.
+int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
+                         const Protocol *pstProtocol, void *const *phFmt);
+
+// Adds a program with one stream to an opened handle. 0 or -1.
+int32_t SvrTextAddStream(TextHead *pstHead);
+
+// Describes the one stream: everything but code type, language and extra data.
+SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead,
+                                     const char *pszUrl);
+
+// Makes the converter instance when the host handed in a table; without one, or when it fails, there is none.
+void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);
+
+// The file's code type, 0 when it cannot be told.
+uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel);
+
+// Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.
+int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
+                         const TextBuf *pstBuf, int32_t *ps32OutLen);
+
+// The converted text of a raw line for a parser: in the buffer, or the line itself where conversion would only copy it.
+// -1 when it cannot be converted.
+int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8Line, int32_t s32LineLen,
+                    const TextBuf *pstBuf, const uint8_t **ppu8Text, int32_t *ps32TextLen);
+
+// The slots that need nothing of a format's own.
+int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo);
+int32_t SvrTextFree(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FmtFrame *pstFrame);
+int32_t SvrTextInvoke(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, int32_t s32Command, void *pvArg);
+int32_t SvrTextClose(const char *pszFunc, const TextTraits *pstTraits, void *hFmt);
+
+// Closes and frees whatever a handle holds, and the handle; also one that open built only in part.
+void SvrTextRelease(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);

@@ -1,0 +1,12 @@
+// Conversion of lines and cues for the demuxers, beside the exported SvrSubTranscodeLine.
+#pragma once
+
+#include "format/pell_format.h"
+
+// As SvrSubTranscodeLine; *ps32Touched is how many bytes of the output buffer may no longer be what they were.
+int32_t SvrSubTranscodeTouched(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
+                               int32_t s32SrcCodeType, int32_t s32DstCodeType, int32_t *ps32Touched);
+
+// Whether a line stands in the converted text as it stands in the file: no converter, and no tab that is expanded.
+bool SvrSubTranscodeKeeps(void *hCharset, const CharsetOps *pstCharsetOps, const uint8_t *pu8Line, int32_t s32Len,
+                          int32_t s32DstCodeType);

@@ -1,0 +1,144 @@
+// SubRip file to cue index: a time line opens a cue, an empty line closes it. The index keeps where the text stands,
+// not the text.
+#include "subtitle/common/line_reader.h"
+#include "subtitle/srt/srt_demuxer.h"
+
+#include "platform/text/ascii.h"
+
+// Reads "hh:mm:ss,mmm" with two digits at most in each of the first three fields and three in the last. Fields are not
+// range-checked. Returns the place after it, or null.
+static const uint8_t *SrtScanTime(const uint8_t *pu8Text, const uint8_t *pu8End, int64_t *ps64Time) {
+    static const int64_t s_as64Unit[] = {3600000, 60000, 1000, 1};
+    *ps64Time = 0;
+    for (int32_t i = 0; i < 4; i++) {
+        int32_t s32Field = 0;
+        pu8Text = SvrScanInt(pu8Text, pu8End, i < 3 ? 2 : 3, &s32Field);
+        if (pu8Text == nullptr) {
+            return nullptr;
+        }
+        *ps64Time += s32Field * s_as64Unit[i];
+        if (i == 3) {
+            break;
+        }
+        const bool bBeforeMs = i == 2;
+        if (pu8Text == pu8End || (*pu8Text != ':' && !(bBeforeMs && (*pu8Text == ',' || *pu8Text == '.')))) {
+            return nullptr;
+        }
+        pu8Text++;
+    }
+    return pu8Text;
+}
+
+bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
+    const uint8_t *pu8End = pu8Text + s32Len;
+    pu8Text = SrtScanTime(pu8Text, pu8End, ps64Start);
+    if (pu8Text == nullptr) {
+        return false;
+    }
+    pu8Text = SvrSkipSpace(pu8Text, pu8End);
+    if (pu8End - pu8Text < 3 || pu8Text[0] != '-' || pu8Text[1] != '-' || pu8Text[2] != '>') {
+        return false;
+    }
+    return SrtScanTime(pu8Text + 3, pu8End, ps64End) != nullptr;
+}
+
+// Whether the line in au8LineBuf is a time line.
+static bool SrtGetPts(SrtDemuxerHdl *pstHdl, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
+    const TextBuf stBuf = SrtFrameBuf(pstHdl);
+    const uint8_t *pu8Text = nullptr;
+    int32_t s32TextLen = 0;
+    if (SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, s32Len, &stBuf, &pu8Text, &s32TextLen) !=
+        0) {
+        SVR_LOG_FAILED(__func__, "null", -1);
+        return false;
+    }
+    return SrtScanTimeLine(pu8Text, s32TextLen, ps64Start, ps64End);
+}
+
+static int SrtNodeCompare(const void *pvLeft, const void *pvRight) {
+    return SvrIndexCompareStart(pvLeft, pvRight);
+}
+
+static void SrtSort(SrtDemuxerHdl *pstHdl) {
+    SvrIndexSort(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, sizeof(IndexNode), SrtNodeCompare);
+}
+
+// Gives the last node its size, when it has none yet: s32After bytes before s64Cur do not belong to it. The arithmetic
+// is that of 32 bits; what comes out is checked when the cue is read.
+static void SrtCloseCue(SrtDemuxerHdl *pstHdl, bool *pbPending, int64_t s64Cur, int32_t s32After) {
+    if (*pbPending) {
+        IndexNode *pstLast = &pstHdl->pstSrtIndexNodeList[pstHdl->u32IndexNum - 1];
+        pstLast->s32Size =
+            static_cast<int32_t>(static_cast<uint32_t>(s64Cur) - static_cast<uint32_t>(pstLast->s64Offset) -
+                                 static_cast<uint32_t>(s32After));
+        *pbPending = false;
+    }
+}
+
+static int32_t SrtAddCue(SrtDemuxerHdl *pstHdl, int64_t s64Start, int64_t s64End, int64_t s64Offset) {
+    if (pstHdl->u32IndexNum >= pstHdl->u32MaxIndexNum) {
+        void *pvNodes = pstHdl->pstSrtIndexNodeList;
+        const int32_t s32Grown =
+            SvrIndexGrow(&pvNodes, &pstHdl->u32MaxIndexNum, &pstHdl->u32IndexNum, sizeof(IndexNode), SVR_INDEX_STEP);
+        pstHdl->pstSrtIndexNodeList = static_cast<IndexNode *>(pvNodes);
+        if (s32Grown != 0) {
+            return -1;
+        }
+    }
+    pstHdl->pstSrtIndexNodeList[pstHdl->u32IndexNum++] = {
+        .s64StartPts = s64Start,
+        .s64Offset = s64Offset,
+        .s32Size = 0,
+        .u32Duration = s64End >= s64Start ? static_cast<uint32_t>(s64End - s64Start) : SUB_DURATION_UNKNOWN,
+    };
+    return 0;
+}
+
+static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
+    bool bPending = false;  // the last cue has no size yet
+    int32_t s32PrevLen = 0; // length of the text line before this one: the cue's number, when this is a time line
+    for (;;) {
+        if (SvrTextStopped(&pstHdl->stHead)) {
+            PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "stop reading srt subtitle");
+            SrtSort(pstHdl);
+            return -1;
+        }
+        const int32_t s32Len = SvrSubReadLine(pstHdl->au8LineBuf, hUrl, pstProtocol, pstHdl->stHead.pstCharsetOps,
+                                              static_cast<int32_t>(pstHdl->u32CodeType));
+        const int64_t s64Cur = SvrSubTell(hUrl, pstProtocol);
+        if (s32Len <= 0) {
+            SrtCloseCue(pstHdl, &bPending, s64Cur, 0);
+            if (s32Len == 0) {
+                continue;
+            }
+            SrtSort(pstHdl);
+            return 0;
+        }
+        int64_t s64Start = 0;
+        int64_t s64End = 0;
+        if (SrtGetPts(pstHdl, s32Len, &s64Start, &s64End)) {
+            // No empty line before this cue: the one before ends ahead of the number line and its line end.
+            SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
+            if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {
+                return -1;
+            }
+            bPending = true;
+        }
+        s32PrevLen = s32Len;
+    }
+}
+
+int32_t SrtParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
+    if (pstHdl->pstSrtIndexNodeList == nullptr) {
+        return -1;
+    }
+    pstHdl->u32IndexNum = 0;
+    pstHdl->u32CurIndex = 0;
+    const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
+                                              static_cast<int32_t>(pstHdl->u32CodeType));
+    SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip header failed!");
+    pstHdl->s64StartPos = s32Marks;
+    SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstProtocol->url_seek(hUrl, pstHdl->s64StartPos, 0)), __func__,
+                      "seek to s64StartPos failed!");
+    return SrtNodeParse(pstHdl, hUrl, pstProtocol);
+}
