@@ -1,0 +1,44 @@
+# Sourced by the other scripts: installs what is missing from Debian's packages, and says what.
+
+packages_build="g++ cmake ninja-build pkg-config libuchardet-dev libcli11-dev nlohmann-json3-dev libfmt-dev libgtest-dev"
+packages_check="clang-format clang-tidy binutils"
+packages_arm="g++-arm-linux-gnueabihf qemu-user libuchardet-dev:armhf libstdc++6:armhf libc6:armhf"
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+is_installed() {
+    dpkg-query -W -f='${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed
+}
+
+install_packages() {
+    missing=
+    for package in "$@"; do
+        is_installed "$package" || missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+    echo "Installing from Debian's packages:$missing" >&2
+    case "$missing" in
+    *:armhf*) as_root dpkg --add-architecture armhf ;;
+    esac
+    # A list that could not be refreshed may still do; the install tells.
+    as_root apt-get update >&2 || true
+    # shellcheck disable=SC2086
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing >&2
+}
+
+# build_preset PRESET [TARGET...]: configures once; later runs only build what has changed.
+build_preset() {
+    preset=$1
+    shift
+    if [ ! -f "build/$preset/build.ninja" ]; then
+        cmake --preset "$preset" >&2
+    fi
+    # shellcheck disable=SC2086
+    cmake --build --preset "$preset" ${1:+--target} "$@" >&2
+}

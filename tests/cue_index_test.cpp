@@ -1,0 +1,79 @@
+// The cue index: order, search and growth, also for times that no order holds.
+#include "subtitle/common/cue_index.h"
+#include "tests/host_double.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <random>
+
+static std::vector<IndexNode> RandomNodes(std::mt19937_64 &random, size_t uCount, int s32Bits) {
+    std::vector<IndexNode> vecNodes(uCount);
+    for (size_t i = 0; i < uCount; i++) {
+        const int64_t s64Start = static_cast<int64_t>(random() & ((uint64_t{1} << s32Bits) - 1));
+        vecNodes[i] = {s64Start, static_cast<int64_t>(i), 0, static_cast<uint32_t>(random() % 5000)};
+    }
+    return vecNodes;
+}
+
+TEST(CueIndexTest, SortsByStartAndKeepsEveryNodeWhateverTheTimes) {
+    std::mt19937_64 random(2);
+    for (const int s32Bits : {8, 31, 40, 63}) {
+        std::vector<IndexNode> vecNodes = RandomNodes(random, 3000, s32Bits);
+        SvrIndexSort(vecNodes.data(), 3000, sizeof(IndexNode), SvrIndexCompareStart);
+        if (s32Bits <= 31) {
+            EXPECT_TRUE(std::is_sorted(vecNodes.begin(), vecNodes.end(), [](const IndexNode &a, const IndexNode &b) {
+                return a.s64StartPts < b.s64StartPts;
+            }));
+        }
+        std::vector<bool> vecSeen(3000);
+        for (const IndexNode &stNode : vecNodes) {
+            ASSERT_LT(stNode.s64Offset, 3000);
+            EXPECT_FALSE(vecSeen[static_cast<size_t>(stNode.s64Offset)]);
+            vecSeen[static_cast<size_t>(stNode.s64Offset)] = true;
+        }
+    }
+}
+
+TEST(CueIndexTest, ComparesTheLowHalves) {
+    const IndexNode stLow = {5, 0, 0, 0};
+    const IndexNode stHigh = {(INT64_C(1) << 32) + 4, 0, 0, 0};
+    const IndexNode stFar = {INT64_C(0x80000006), 0, 0, 0};
+    EXPECT_GT(SvrIndexCompareStart(&stLow, &stHigh), 0);
+    EXPECT_GT(SvrIndexCompareStart(&stLow, &stFar), 0); // wraps
+    EXPECT_EQ(SvrIndexCompareStart(nullptr, &stFar), 0);
+}
+
+TEST(CueIndexTest, SeekAgreesWithTheRuleInWords) {
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 200; i++) {
+        std::vector<IndexNode> vecNodes = RandomNodes(random, 1 + static_cast<size_t>(i) % 20, 14);
+        if (i % 3 == 0) {
+            vecNodes[vecNodes.size() / 2].u32Duration = SUB_DURATION_UNKNOWN;
+        }
+        for (int64_t s64Pts = -1; s64Pts < 22000; s64Pts += 37) {
+            uint32_t u32Expected = 0;
+            for (const IndexNode &stNode : vecNodes) {
+                const int64_t s64End = stNode.s64StartPts + stNode.u32Duration;
+                if (s64Pts == stNode.s64StartPts || (s64Pts > stNode.s64StartPts && s64Pts < s64End) ||
+                    s64Pts < stNode.s64StartPts || s64Pts == s64End) {
+                    break;
+                }
+                u32Expected++;
+            }
+            ASSERT_EQ(SvrIndexSeek(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()), s64Pts), u32Expected);
+        }
+    }
+}
+
+TEST(CueIndexTest, GrowthBeyondAnAllocationsSizeIsRefused) {
+    HostReset();
+    void *pvNodes = PlayerMallocZ(64);
+    uint32_t u32Max = UINT32_MAX / 24 - 100;
+    uint32_t u32Num = 7;
+    EXPECT_EQ(SvrIndexGrow(&pvNodes, &u32Max, &u32Num, 24, 4096), -1);
+    EXPECT_EQ(pvNodes, nullptr);
+    EXPECT_EQ(u32Max, 0u);
+    EXPECT_EQ(u32Num, 0u);
+    EXPECT_TRUE(HostNothingLeft());
+}

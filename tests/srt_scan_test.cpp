@@ -1,0 +1,105 @@
+// The hand-written time-line scanner accepts what the formatted patterns accept, and reads the same times.
+#include "subtitle/srt/srt_demuxer.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+// The patterns themselves. The second is narrower than the first, and is asked all the same.
+static bool Reference(const char *pszText, int64_t *ps64Start, int64_t *ps64End) {
+    int a[8] = {};
+    char aszStart[4] = {};
+    char aszEnd[4] = {};
+    const bool bFirst = sscanf(pszText, "%2d:%2d:%2d%1[,.:]%3d --> %2d:%2d:%2d%1[,.:]%3d", // NOLINT(cert-err34-c)
+                               &a[0], &a[1], &a[2], aszStart, &a[3], &a[4], &a[5], &a[6], aszEnd, &a[7]) == 10;
+    if (!bFirst && sscanf(pszText, "%2d:%2d:%2d%*1[,.]%3d --> %2d:%2d:%2d%*1[,.]%3d", // NOLINT(cert-err34-c)
+                          &a[0], &a[1], &a[2], &a[3], &a[4], &a[5], &a[6], &a[7]) < 8) {
+        return false;
+    }
+    *ps64Start = a[0] * 3600000LL + a[1] * 60000LL + a[2] * 1000LL + a[3];
+    *ps64End = a[4] * 3600000LL + a[5] * 60000LL + a[6] * 1000LL + a[7];
+    return true;
+}
+
+static void ExpectSame(const std::string &strText) {
+    int64_t s64Start = 0, s64End = 0, s64RefStart = 0, s64RefEnd = 0;
+    const bool bRef = Reference(strText.c_str(), &s64RefStart, &s64RefEnd);
+    ASSERT_EQ(SrtScanTimeLine(reinterpret_cast<const uint8_t *>(strText.data()), static_cast<int32_t>(strText.size()),
+                              &s64Start, &s64End),
+              bRef)
+        << strText;
+    if (bRef) {
+        ASSERT_EQ(s64Start, s64RefStart) << strText;
+        ASSERT_EQ(s64End, s64RefEnd) << strText;
+    }
+}
+
+TEST(SrtScanTest, KnownLines) {
+    static const struct {
+        const char *pszText;
+        bool bTimeLine;
+        int64_t s64Start, s64End;
+    } s_astRows[] = {
+        {"00:00:01,000 --> 00:00:02,500\n", true, 1000, 2500},
+        {"00:00:01.000 --> 00:00:02.000", true, 1000, 2000},
+        {"00:00:01:000 --> 00:00:02:000", true, 1000, 2000},
+        {"0:00:01,000 --> 0:00:02,000", true, 1000, 2000},
+        {"99:59:59,999-->00:00:00,5", true, 359999999, 5},
+        {"  -1:+2:3, 4  \t-->\n 00:00:02,0000", true, -3600000 + 120000 + 3000 + 4, 2000},
+        {"00:00:01,000 --> 00:00:02,000 X1:40 X2:600", true, 1000, 2000},
+        {"100:00:01,000 --> 100:00:02,000", false, 0, 0},
+        {"00:00:01,0000 --> 00:00:02,000", false, 0, 0},
+        {"00:00:01 --> 00:00:02", false, 0, 0},
+        {"00:00:01,000 -> 00:00:02,000", false, 0, 0},
+        {"00:00:01,000 -->", false, 0, 0},
+        {"x00:00:01,000 --> 00:00:02,000", false, 0, 0},
+        {"", false, 0, 0},
+    };
+    for (const auto &stRow : s_astRows) {
+        int64_t s64Start = 0, s64End = 0;
+        const std::string strText = stRow.pszText;
+        EXPECT_EQ(SrtScanTimeLine(reinterpret_cast<const uint8_t *>(strText.data()),
+                                  static_cast<int32_t>(strText.size()), &s64Start, &s64End),
+                  stRow.bTimeLine)
+            << strText;
+        if (stRow.bTimeLine) {
+            EXPECT_EQ(s64Start, stRow.s64Start) << strText;
+            EXPECT_EQ(s64End, stRow.s64End) << strText;
+        }
+        ExpectSame(strText);
+    }
+}
+
+// Good lines with a few characters changed, dropped or doubled: near enough to be accepted often.
+TEST(SrtScanTest, AgreesWithTheFormattedPatterns) {
+    static const char s_aszBytes[] = "0123456789 :,.->+\t\r\nx";
+    std::mt19937 random(1);
+    const auto pick = [&](size_t uBelow) {
+        return static_cast<size_t>(random() % uBelow);
+    };
+    int s32Accepted = 0;
+    for (int i = 0; i < 200000; i++) {
+        std::string strText = "01:02:03,456 --> 04:05:06,789";
+        for (size_t uEdits = pick(4); uEdits > 0 && !strText.empty(); uEdits--) {
+            const size_t uAt = pick(strText.size());
+            const char ch = s_aszBytes[pick(sizeof(s_aszBytes) - 1)];
+            switch (pick(3)) {
+            case 0:
+                strText[uAt] = ch;
+                break;
+            case 1:
+                strText.erase(uAt, 1);
+                break;
+            default:
+                strText.insert(uAt, 1, ch);
+                break;
+            }
+        }
+        int64_t s64Start = 0, s64End = 0;
+        s32Accepted += Reference(strText.c_str(), &s64Start, &s64End) ? 1 : 0;
+        ASSERT_NO_FATAL_FAILURE(ExpectSame(strText));
+    }
+    EXPECT_GT(s32Accepted, 50000);
+    EXPECT_LT(s32Accepted, 150000);
+}
