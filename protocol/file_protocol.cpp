@@ -118,8 +118,8 @@ static int32_t SvrFileOpenGetFileInfo(SvrFileHandle *pstFile, const char *pszUrl
     const char *pszLength = strstr(pszOffset, s_aszLength);
     SVR_RETURN_UNLESS(pszLength != nullptr && uPathLen < SVR_FILE_PATH_SIZE, __func__, "file param offset is too long");
 
-    pstFile->s64FileOffset = atoll(pszOffset + sizeof(s_aszOffset) - 1);
-    pstFile->s64FileLength = atoll(pszLength + sizeof(s_aszLength) - 1);
+    pstFile->s64FileOffset = strtoll(pszOffset + sizeof(s_aszOffset) - 1, nullptr, 10);
+    pstFile->s64FileLength = strtoll(pszLength + sizeof(s_aszLength) - 1, nullptr, 10);
     const char *pszFd = strstr(pszLength, s_aszFd);
     const long lFd = pszFd != nullptr ? strtol(pszFd + sizeof(s_aszFd) - 1, nullptr, 10) : 0;
     if (lFd >= 1 && lFd <= INT32_MAX) {
@@ -131,6 +131,7 @@ static int32_t SvrFileOpenGetFileInfo(SvrFileHandle *pstFile, const char *pszUrl
 }
 
 static int32_t SvrFileOpenUrl(SvrFileHandle *pstFile, const char *pszPath, int32_t s32Flags) {
+    pstFile->bPosKnown = pstFile->s32Fd == -1 || SvrFileHasRange(pstFile) ? 1 : 0;
     if (pstFile->s32Fd >= 1) {
         PlayerPrintf(PLAYER_LOG_INFO, __func__, __LINE__, "file is already open, fd=%d", pstFile->s32Fd);
         return 0;
@@ -293,6 +294,7 @@ static int32_t SvrFileRead(void *hUrl, uint8_t *pu8Buf, int32_t s32Size) {
 static int64_t SvrFileSeekRefill(SvrFileHandle *pstFile, int64_t s64FdPos) {
     SvrFileFill(pstFile, SvrFileWithinRange(pstFile, s64FdPos, SVR_FILE_CACHE_SIZE));
     pstFile->s64CurPos = SvrFileHasRange(pstFile) ? s64FdPos - pstFile->s64FileOffset : s64FdPos;
+    pstFile->bPosKnown = 1;
     return pstFile->s64CurPos;
 }
 
@@ -309,8 +311,10 @@ static int64_t SvrFileSeekInCache(SvrFileHandle *pstFile, int64_t s64Step) {
 
 static int64_t SvrFileSeekSet(SvrFileHandle *pstFile, int64_t s64Target) {
     SVR_RETURN_UNLESS(s64Target >= 0, __func__, "seek fail");
-    if (SvrFileInCache(pstFile, s64Target - pstFile->s64CurPos)) {
-        return SvrFileSeekInCache(pstFile, s64Target - pstFile->s64CurPos);
+    int64_t s64Step = 0;
+    if (!__builtin_sub_overflow(s64Target, pstFile->s64CurPos, &s64Step) && SvrFileInCache(pstFile, s64Step) &&
+        (s64Step >= 0 || pstFile->bPosKnown != 0)) {
+        return SvrFileSeekInCache(pstFile, s64Step);
     }
     int64_t s64FdPos = -1;
     if (!__builtin_add_overflow(pstFile->s64FileOffset, s64Target, &s64FdPos)) {

@@ -215,7 +215,7 @@ static int32_t LineQuickUtf16(SvrFileHandle *pstFile, uint8_t *pu8Line, LineByte
         return LINE_NOT_QUICK;
     }
     int32_t s32Store = s32Lf <= LINE_MAX_LEN - 2 ? s32Lf + 2 : s32Lf;
-    if (s32Cr >= 0 && s32Cr >= LINE_MAX_LEN - 3) {
+    if (s32Cr >= LINE_MAX_LEN - 3) {
         s32Store = s32Cr;
     }
     if (s32Lf == 0 || s32Cr == 0) {

@@ -1,0 +1,683 @@
+// Runs the built tool on files and checks what a user sees: standard output, standard error, exit status.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <pty.h>
+#include <spawn.h>
+#include <sstream>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+using Strings = std::vector<std::string>;
+
+// --- running the tool ----------------------------------------------------------------------------------------------
+
+struct Child {
+    pid_t pid = -1;
+    int out = -1;
+    int err = -1;
+};
+
+struct Result {
+    int status = -1; // exit status; 1000 + n when signal n ended the tool
+    std::string out;
+    std::string err;
+};
+
+// The emulator is a list of words, split at commas or semicolons; empty where the tool runs by itself.
+static Strings CommandFor(const Strings &arguments) {
+    Strings command;
+    std::string words = PELL_TEST_EMULATOR;
+    std::replace(words.begin(), words.end(), ';', ',');
+    std::istringstream emulator(words);
+    for (std::string word; std::getline(emulator, word, ',');) {
+        command.push_back(word);
+    }
+    command.push_back(PELLSUB_PATH);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+static std::vector<char *> Pointers(Strings &strings) {
+    std::vector<char *> pointers;
+    for (std::string &string : strings) {
+        pointers.push_back(string.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+static Strings Environment(const Strings &added) {
+    Strings environment = added;
+    for (char **variable = environ; *variable != nullptr; variable++) {
+        if (std::strncmp(*variable, "PELL_", 5) != 0) {
+            environment.push_back(*variable);
+        }
+    }
+    return environment;
+}
+
+// Starts the tool in the directory with these descriptors as standard output and standard error.
+static pid_t Spawn(const std::string &directory, const Strings &arguments, const Strings &variables, int out, int err) {
+    Strings command = CommandFor(arguments);
+    Strings environment = Environment(variables);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, command.front().c_str(), &actions, nullptr, Pointers(command).data(),
+                                   Pointers(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    EXPECT_EQ(error, 0) << command.front();
+    return pid;
+}
+
+static Child Start(const std::string &directory, const Strings &arguments, const Strings &variables = {}) {
+    int out[2] = {-1, -1};
+    int err[2] = {-1, -1};
+    EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(err, O_CLOEXEC), 0);
+    const Child child{Spawn(directory, arguments, variables, out[1], err[1]), out[0], err[0]};
+    close(out[1]);
+    close(err[1]);
+    return child;
+}
+
+// Takes what is there; false at the end.
+static bool Take(int fd, std::string &text) {
+    char buffer[65536];
+    const ssize_t count = read(fd, buffer, sizeof(buffer));
+    text.append(buffer, count > 0 ? static_cast<size_t>(count) : 0);
+    return count > 0;
+}
+
+static int WaitFor(pid_t pid) {
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+static Result Finish(const Child &child) {
+    Result result;
+    pollfd polled[2] = {{child.out, POLLIN, 0}, {child.err, POLLIN, 0}};
+    std::string *texts[2] = {&result.out, &result.err};
+    while (polled[0].fd >= 0 || polled[1].fd >= 0) {
+        poll(polled, 2, -1);
+        for (int i = 0; i < 2; i++) {
+            if (polled[i].fd >= 0 && polled[i].revents != 0 && !Take(polled[i].fd, *texts[i])) {
+                close(polled[i].fd);
+                polled[i].fd = -1;
+            }
+        }
+    }
+    result.status = WaitFor(child.pid);
+    return result;
+}
+
+static Result RunTool(const std::string &directory, const Strings &arguments, const Strings &variables = {}) {
+    return Finish(Start(directory, arguments, variables));
+}
+
+// --- files ---------------------------------------------------------------------------------------------------------
+
+static std::string ReadAll(const fs::path &path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// A directory of its own for every test, gone afterwards.
+class Pellsub : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "pellsub_test.XXXXXX").string();
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        directory = name;
+    }
+
+    void TearDown() override {
+        std::error_code ignored;
+        fs::remove_all(directory, ignored);
+    }
+
+    void Write(const std::string &name, const std::string &bytes) {
+        fs::create_directories((fs::path(directory) / name).parent_path());
+        std::ofstream(fs::path(directory) / name, std::ios::binary) << bytes;
+    }
+
+    Result RunHere(const Strings &arguments, const Strings &variables = {}) {
+        return RunTool(directory, arguments, variables);
+    }
+
+    std::string directory;
+};
+
+static std::string Cue(int second, const std::string &text) {
+    char line[64];
+    std::snprintf(line, sizeof(line), "1\n%02d:%02d:%02d,000 --> %02d:%02d:%02d,500\n", second / 3600, second / 60 % 60,
+                  second % 60, second / 3600, second / 60 % 60, second % 60);
+    return line + text + "\n\n";
+}
+
+static std::string Utf16Le(const std::string &ascii) {
+    std::string wide;
+    for (char ch : ascii) {
+        wide += {ch, '\0'};
+    }
+    return wide;
+}
+
+static std::string Utf32Le(const std::string &ascii) {
+    std::string wide("\xFF\xFE\0\0", 4);
+    for (char ch : ascii) {
+        wide += {ch, '\0', '\0', '\0'};
+    }
+    return wide;
+}
+
+static std::string TextsOf(const Json &file) {
+    std::string texts;
+    for (const Json &cue : file["cues"]) {
+        texts += cue["text"].get<std::string>();
+    }
+    return texts;
+}
+
+static Strings KeysOf(const Json &object) {
+    Strings keys;
+    for (const auto &item : object.items()) {
+        keys.push_back(item.key());
+    }
+    return keys;
+}
+
+// --- samples -------------------------------------------------------------------------------------------------------
+
+// "x.expected" is the dump of the file named x beside it; "x.jsonl.expected" is its dump --as jsonl.
+static void CheckSample(const fs::path &expected) {
+    SCOPED_TRACE(expected);
+    fs::path stem = expected.stem();
+    std::string form = "text";
+    if (stem.extension() == ".json" || stem.extension() == ".jsonl") {
+        form = stem.extension().string().substr(1);
+        stem = stem.stem();
+    }
+    for (const auto &entry : fs::directory_iterator(expected.parent_path())) {
+        const fs::path name = entry.path().filename();
+        if (name.stem() == stem && name.extension() != ".expected") {
+            const Result result = RunTool(expected.parent_path(), {"dump", "--as", form, name});
+            EXPECT_EQ(result.out, ReadAll(expected));
+            EXPECT_EQ(result.err, "");
+            EXPECT_EQ(result.status, 0);
+            return;
+        }
+    }
+    FAIL() << "nothing beside it to dump";
+}
+
+TEST(PellsubSamples, DumpAsExpected) {
+    size_t samples = 0;
+    for (const auto &entry : fs::recursive_directory_iterator(PELL_SAMPLES_DIR)) {
+        if (entry.path().extension() == ".expected") {
+            CheckSample(entry.path());
+            samples++;
+        }
+    }
+    EXPECT_GT(samples, 10u);
+}
+
+TEST(PellsubSamples, InfoInText) {
+    const Result result = RunTool(PELL_SAMPLES_DIR, {"info", "movie.en.srt", "srt/windows-1251.srt"});
+    EXPECT_EQ(result.out, "movie.en.srt\n"
+                          "  format    SubRip (srt)\n"
+                          "  encoding  UTF-8 (nothing but ASCII in it)\n"
+                          "  stream 0\n"
+                          "    language  en\n"
+                          "    cues      6\n"
+                          "    time      00:00:01.000 --> 01:02:05.006\n"
+                          "\n"
+                          "srt/windows-1251.srt\n"
+                          "  format    SubRip (srt)\n"
+                          "  encoding  WINDOWS-1251 (by the frequencies of its bytes)\n"
+                          "  stream 0\n"
+                          "    cues      4\n"
+                          "    time      00:00:01.000 --> 00:00:13.000\n");
+    EXPECT_EQ(result.status, 0);
+}
+
+// --- JSON ----------------------------------------------------------------------------------------------------------
+
+TEST(PellsubJson, InfoDocument) {
+    const Result result = RunTool(PELL_SAMPLES_DIR, {"info", "--as", "json", "srt/utf16be.srt", "missing.srt"});
+    EXPECT_EQ(result.status, 2);
+    const Json document = Json::parse(result.out);
+    EXPECT_EQ(KeysOf(document), (Strings{"schema_version", "files"}));
+    EXPECT_EQ(document["schema_version"], 1);
+    const Json &file = document["files"][0];
+    EXPECT_EQ(KeysOf(file), (Strings{"file", "format", "encoding", "encoding_source", "streams", "warnings", "error"}));
+    EXPECT_EQ(file["format"], "srt");
+    EXPECT_EQ(file["encoding"], "UTF-16BE");
+    EXPECT_EQ(file["encoding_source"], "bom");
+    EXPECT_EQ(file["error"], nullptr);
+    EXPECT_EQ(file["streams"][0].dump(), R"({"stream":0,"language":null,"title":null,"width":null,"height":null,)"
+                                         R"("cues":3,"failed_reads":0,"first_ms":1000,"last_ms":9000})");
+    EXPECT_EQ(document["files"][1].dump(),
+              R"({"file":"missing.srt","format":null,"encoding":null,"encoding_source":null,"streams":[],)"
+              R"("warnings":[],"error":{"kind":"not_found","message":"no such file"}})");
+}
+
+TEST(PellsubJson, DumpDocument) {
+    const Result result = RunTool(PELL_SAMPLES_DIR, {"dump", "--as", "json", "srt/end-before-start.srt", "srt"});
+    EXPECT_EQ(result.status, 2);
+    const Json document = Json::parse(result.out);
+    const Json &file = document["files"][0];
+    EXPECT_EQ(KeysOf(file),
+              (Strings{"file", "format", "encoding", "encoding_source", "streams", "cues", "warnings", "error"}));
+    ASSERT_EQ(file["cues"].size(), 3u);
+    EXPECT_EQ(KeysOf(file["cues"][0]), (Strings{"stream", "start_ms", "end_ms", "text"}));
+    EXPECT_EQ(file["cues"][0]["end_ms"], 8000);
+    EXPECT_EQ(file["cues"][2]["end_ms"], nullptr);
+    EXPECT_EQ(KeysOf(document["files"][1]), KeysOf(file)); // also when nothing could be read
+    EXPECT_EQ(document["files"][1]["error"]["kind"], "is_directory");
+}
+
+TEST_F(Pellsub, JsonLinesAreObjectsOfTheirOwn) {
+    Write("a.srt", Cue(1, "one") + Cue(2, "two") + Cue(3, std::string(3000, 'x')));
+    Write("empty.srt", "");
+    const Result result = RunHere({"dump", "--as", "jsonl", "a.srt", "empty.srt"});
+    std::istringstream lines(result.out);
+    Strings kinds;
+    for (std::string line; std::getline(lines, line);) {
+        const Json object = Json::parse(line);
+        EXPECT_EQ(line.find("{\"schema_version\":1,\"file\":"), 0u);
+        kinds.push_back(KeysOf(object)[2]);
+    }
+    EXPECT_EQ(kinds, (Strings{"stream", "stream", "warning", "error"}));
+}
+
+// Text that is not UTF-8 must neither end the tool nor make the JSON invalid.
+TEST_F(Pellsub, JsonReplacesBytesThatAreNoUtf8) {
+    Write("a.srt", Cue(1, "caf\xE9 \xC3\xA9"));
+    const Result result = RunHere({"dump", "--as", "json", "--no-converter", "a.srt"});
+    const Json file = Json::parse(result.out)["files"][0];
+    EXPECT_EQ(TextsOf(file), "caf\xEF\xBF\xBD \xC3\xA9\n\n");
+    EXPECT_EQ(file.at("warnings").at(0).at("kind"), "not_utf8");
+    EXPECT_EQ(result.status, 1);
+}
+
+// --- failures and warnings -----------------------------------------------------------------------------------------
+
+struct BadFile {
+    const char *name;
+    std::string bytes;
+    const char *kind;
+    const char *message;
+    int status;
+};
+
+TEST_F(Pellsub, SaysWhatIsWrongWithAFile) {
+    const std::string binary("\x7F"
+                             "ELF\x02\x01\0\0\0\n\0\0\xFF\xFE\x03\n--> 5",
+                             20);
+    const BadFile rows[] = {
+        {"empty.srt", "", "empty_file", "the file is empty", 2},
+        {"notes.txt", "hello", "unknown_format", "unknown extension; known are srt", 2},
+        {"README", "hello", "unknown_format", "unknown extension", 2},
+        {"program.srt", binary, "no_cue", "no cue found in it; its name says SubRip", 2},
+        {"prose.srt", "Once upon a time\nthere was no cue.\n", "no_cue", "no cue found in it", 2},
+        {"wide.srt", Utf32Le(Cue(1, "one")), "unreadable_encoding", "it is UTF-32LE, which cannot be read", 2},
+        {"long.srt", Cue(1, std::string(2600, 'x')), "not_delivered", "none of its 1 cue could be delivered", 2},
+        {"half.srt", Cue(1, "one") + Cue(2, std::string(2600, 'x')), "cues_not_delivered",
+         "warning: 1 cue could not be delivered; PELL_LOG_LEVEL=3", 1},
+    };
+    for (const BadFile &row : rows) {
+        SCOPED_TRACE(row.name);
+        Write(row.name, row.bytes);
+        const Result result = RunHere({"dump", "--as", "json", row.name});
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(result.err.find("pellsub: " + std::string(row.name) + ": " + row.message), 0u) << result.err;
+        const Json file = Json::parse(result.out)["files"][0];
+        const Json &problem = row.status == 2 ? file.at("error") : file.at("warnings").at(0);
+        EXPECT_EQ(problem["kind"], row.kind);
+    }
+}
+
+TEST_F(Pellsub, SaysWhatIsWrongWithAName) {
+    fs::create_directory(fs::path(directory) / "folder.srt");
+    ASSERT_EQ(mkfifo((directory + "/pipe.srt").c_str(), 0600), 0);
+    const std::pair<const char *, const char *> rows[] = {
+        {"missing.srt", "no such file\n"},
+        {"", "no such file\n"},
+        {"file:missing.srt", "no such file (a URL is taken with --url)\n"},
+        {"folder.srt", "is a directory; name the files in it\n"},
+        {"pipe.srt", "is not a regular file; save its content to one first\n"},
+    };
+    for (const auto &[name, message] : rows) {
+        const Result result = RunHere({"info", "--", name});
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "pellsub: " + std::string(name) + (*name != '\0' ? ": " : "") + message);
+    }
+}
+
+TEST_F(Pellsub, SaysWhenReadingIsNotAllowed) {
+    Write("secret.srt", Cue(1, "one"));
+    fs::permissions(fs::path(directory) / "secret.srt", fs::perms::none);
+    if (access((directory + "/secret.srt").c_str(), R_OK) == 0) {
+        GTEST_SKIP() << "this user may read everything";
+    }
+    const Result result = RunHere({"dump", "secret.srt"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.err.find("you are not allowed to read it"), std::string::npos);
+}
+
+TEST_F(Pellsub, GoesOnAfterAFileThatFails) {
+    Write("a.srt", Cue(1, "one"));
+    Write("b.srt", Cue(2, "two"));
+    const Result result = RunHere({"dump", "a.srt", "missing.srt", "b.srt"});
+    EXPECT_EQ(result.out, "==> a.srt <==\n00:00:01.000 --> 00:00:01.500\none\n\n"
+                          "==> b.srt <==\n00:00:02.000 --> 00:00:02.500\ntwo\n\n");
+    EXPECT_EQ(result.err, "pellsub: missing.srt: no such file\n");
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST_F(Pellsub, ReadsALargeFileWithoutKnowingItsEncoding) {
+    const std::string text(200, 'y');
+    std::string bytes;
+    int cues = 0;
+    for (; bytes.size() < 40u << 20; cues++) {
+        bytes += Cue(cues, text);
+    }
+    Write("large.srt", bytes);
+    const Result result = RunHere({"info", "--as", "json", "large.srt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("files over 5 MiB are not examined"), std::string::npos);
+    const Json file = Json::parse(result.out)["files"][0];
+    EXPECT_EQ(file["encoding"], nullptr);
+    EXPECT_EQ(file["streams"][0]["cues"], cues);
+}
+
+TEST_F(Pellsub, FailsWithoutThePlugInOrAPlaceForTheOutput) {
+    Write("a.srt", Cue(1, "one"));
+    const Result unloaded = RunHere({"info", "a.srt"}, {"PELL_FORMAT_LIB=./none.so"});
+    EXPECT_EQ(unloaded.status, 2);
+    EXPECT_EQ(unloaded.err.find("pellsub: the plug-in cannot be loaded"), 0u);
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(WaitFor(Spawn(directory, {"dump", "a.srt"}, {}, full, null)), 2);
+    close(full);
+    close(null);
+}
+
+// --- options -------------------------------------------------------------------------------------------------------
+
+TEST_F(Pellsub, ShowsTheCuesOfAWindow) {
+    Write("a.srt", "1\n00:00:10,000 --> 00:00:12,000\nten\n\n2\n00:01:00,250 --> 00:01:00,250\nminute\n\n"
+                   "3\n01:00:00,000 --> 00:00:00,000\nhour\n\n");
+    const struct {
+        Strings options;
+        const char *texts;
+    } rows[] = {
+        {{}, "ten minute hour "},
+        {{"--from", "11.999"}, "ten minute hour "},
+        {{"--from", "12"}, "minute hour "},
+        {{"--to", "9,999"}, ""},
+        {{"--to", "10"}, "ten "},
+        {{"--from", "11", "--to", "11"}, "ten "},
+        {{"--from", "1:00.25", "--to", "0:01:00.25"}, "minute "},
+        {{"--from", "1:00.251", "--to", "59:59.999"}, ""},
+        {{"--from", "99:00:00"}, "hour "}, // it has no end
+    };
+    for (const auto &row : rows) {
+        Strings arguments = {"dump", "--as", "json", "a.srt"};
+        arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+        const Result result = RunHere(arguments);
+        std::string texts = TextsOf(Json::parse(result.out)["files"][0]);
+        texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
+        std::replace(texts.begin(), texts.end(), '\n', ' ');
+        EXPECT_EQ(texts, row.texts) << testing::PrintToString(row.options);
+        EXPECT_EQ(result.status, 0);
+    }
+}
+
+TEST_F(Pellsub, ReadsInTheEncodingItIsTold) {
+    Write("a.srt", Cue(1, "\xC1\xC2\xC3"));
+    Write("wide.srt", Utf16Le(Cue(1, "wide")));
+    Write("large.srt", Cue(1, "\xC1\xC2\xC3") + std::string(6 << 20, '\n'));
+    const struct {
+        const char *name;
+        const char *encoding;
+        const char *text;
+    } rows[] = {
+        {"a.srt", "windows-1251", "\xD0\x91\xD0\x92\xD0\x93"},
+        {"a.srt", "KOI8-R", "\xD0\xB0\xD0\xB1\xD1\x86"},
+        {"wide.srt", "utf-16le", "wide"},
+        {"large.srt", "cp1251", "\xD0\x91\xD0\x92\xD0\x93"}, // too large to be identified
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.name) + row.encoding);
+        const Result result = RunHere({"dump", "--encoding", row.encoding, row.name});
+        EXPECT_EQ(result.out, "00:00:01.000 --> 00:00:01.500\n" + std::string(row.text) + "\n\n");
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
+        const Result info = RunHere({"info", "--encoding", row.encoding, row.name});
+        EXPECT_NE(info.out.find("(as told by --encoding)"), std::string::npos) << info.out;
+    }
+}
+
+TEST_F(Pellsub, DeliversBytesAsTheyAreWithoutAConverter) {
+    Write("a.srt", Cue(1, "\xC1\xC2\xC3\t|"));
+    const Result result = RunHere({"dump", "--no-converter", "a.srt"});
+    EXPECT_EQ(result.out, "00:00:01.000 --> 00:00:01.500\n\xC1\xC2\xC3\t|\n\n");
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(Pellsub, TakesAStreamByNumberOrLanguage) {
+    Write("a.en.srt", Cue(1, "one"));
+    for (const char *stream : {"0", "en", "EN"}) {
+        EXPECT_EQ(RunHere({"info", "--stream", stream, "a.en.srt"}).status, 0);
+    }
+    const Result result = RunHere({"dump", "--stream", "fr", "a.en.srt"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "pellsub: a.en.srt: it has no stream \"fr\", only 0 en\n");
+}
+
+TEST_F(Pellsub, RefusesWrongUsage) {
+    const Strings rows[] = {
+        {},
+        {"dump"},
+        {"play", "a.srt"},
+        {"dump", "--colour", "a.srt"},
+        {"dump", "--as", "xml", "a.srt"},
+        {"info", "--as", "jsonl", "a.srt"},
+        {"dump", "--from", "", "a.srt"},
+        {"dump", "--stream", "", "a.srt"},
+        {"dump", "--from", "1:60", "a.srt"},
+        {"dump", "--from", "-1", "a.srt"},
+        {"dump", "--from", "1.0001", "a.srt"},
+        {"dump", "--to", "1:2:3:4", "a.srt"},
+        {"dump", "--from", "9", "--to", "8", "a.srt"},
+        {"dump", "--encoding", "UTF-8", "--no-converter", "a.srt"},
+        {"dump", "--encoding", "klingon", "a.srt"},
+    };
+    Write("a.srt", Cue(1, "one"));
+    for (const Strings &arguments : rows) {
+        const Result result = RunHere(arguments);
+        EXPECT_EQ(result.status, 64) << testing::PrintToString(arguments) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.find("pellsub: "), 0u);
+    }
+    EXPECT_NE(RunHere(std::end(rows)[-1]).err.find("WINDOWS-1251"), std::string::npos); // the ones to choose from
+}
+
+TEST_F(Pellsub, ExplainsItselfOnStandardOutput) {
+    for (const Strings &arguments : {Strings{"--help"}, Strings{"info", "--help"}, Strings{"dump", "--help"}}) {
+        const Result result = RunHere(arguments);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, "");
+        EXPECT_NE(result.out.find("Usage: pellsub"), std::string::npos);
+        EXPECT_EQ(result.out.find("Example: ") == std::string::npos, arguments.size() == 1);
+    }
+    EXPECT_EQ(RunHere({"--version"}).out.find("pellsub "), 0u);
+}
+
+// --- names and URLs ------------------------------------------------------------------------------------------------
+
+// A file name is never taken for anything else, whatever it looks like.
+TEST_F(Pellsub, OpensExactlyTheNamedFile) {
+    const char *names[] = {
+        "a::offset=0::length=3::fd=0.srt",
+        "::offset=0::length=3::fd=1.srt",
+        "b::offset=5.srt",
+        "c::offset=0::length=9/plain.srt",
+        "d::subfd=3.srt",
+        "e::fd=0.srt",
+        "http:x.srt",
+        "C:x.srt",
+        "file:x.srt",
+        "-x.srt",
+        "[a,b.srt]/c.srt",
+        "two words\n.srt",
+        "\xFF\xFE.srt",
+        "..hidden.srt",
+    };
+    Write("b", Cue(1, "the wrong file"));
+    int number = 0;
+    for (const char *name : names) {
+        SCOPED_TRACE(name);
+        const std::string text = "file " + std::to_string(++number);
+        Write(name, Cue(1, text));
+        const std::string expected = "00:00:01.000 --> 00:00:01.500\n" + text + "\n\n";
+        for (const std::string &argument : {std::string(name), directory + "/" + name}) {
+            const Result result = RunHere({"dump", "--", argument});
+            EXPECT_EQ(result.out, expected);
+            EXPECT_EQ(result.err, "");
+        }
+    }
+}
+
+TEST_F(Pellsub, TakesAUrlAsItIs) {
+    const std::string first = Cue(1, "one");
+    Write("a.srt", first + Cue(2, "two"));
+    const std::string range = "a.srt::offset=" + std::to_string(first.size()) + "::length=99";
+    EXPECT_EQ(RunHere({"dump", "--url", "./" + range + ".srt"}).out, "00:00:02.000 --> 00:00:02.500\ntwo\n\n");
+    EXPECT_EQ(RunHere({"dump", "./" + range + ".srt"}).status, 2); // no file of that name
+    const Result refused = RunHere({"dump", "--url", "http:a.srt"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.out, "");
+}
+
+// --- terminals and signals -----------------------------------------------------------------------------------------
+
+static std::string RunOnTerminal(const std::string &directory, const Strings &arguments) {
+    int terminal = -1;
+    int tool = -1;
+    EXPECT_EQ(openpty(&terminal, &tool, nullptr, nullptr, nullptr), 0);
+    termios settings = {};
+    tcgetattr(tool, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(tool, TCSANOW, &settings);
+    const pid_t pid = Spawn(directory, arguments, {}, tool, tool);
+    close(tool);
+    std::string shown;
+    while (Take(terminal, shown)) {
+    }
+    close(terminal);
+    WaitFor(pid);
+    return shown;
+}
+
+TEST_F(Pellsub, MakesControlCharactersHarmlessOnATerminalOnly) {
+    const std::string text = "\x1B[31mred\x07 \x7F \xC2\x9B"
+                             "1m \xE2\x80\xAE"
+                             "abc \xE2\x81\xA6 \xC3\xA9\ta\rb";
+    const std::string name = "\x1B[2J.srt";
+    Write(name, "1\r\n00:00:01,000 --> 00:00:02,000\r\n" + text + "\r\nsecond\r\n\r\n");
+    const Result piped = RunHere({"dump", "--no-converter", name});
+    EXPECT_EQ(piped.out, "00:00:01.000 --> 00:00:02.000\n" + text + "\r\nsecond\n\n");
+
+    const std::string harmless = "\\u001b[31mred\\u0007 \\u007f \\u009b1m \\u202eabc \\u2066 \xC3\xA9\ta\\u000db";
+    EXPECT_EQ(RunOnTerminal(directory, {"dump", "--no-converter", name}),
+              "00:00:01.000 --> 00:00:02.000\n" + harmless + "\nsecond\n\n");
+    EXPECT_EQ(RunOnTerminal(directory, {"dump", "--", "no" + name}), "pellsub: no\\u001b[2J.srt: no such file\n");
+    EXPECT_EQ(RunOnTerminal(directory, {"info", name}).find("\\u001b[2J.srt\n"), 0u);
+
+    const std::string json = RunOnTerminal(directory, {"dump", "--as", "json", "--no-converter", name});
+    EXPECT_EQ(json.find_first_of("\x1B\x7F"), std::string::npos);
+    EXPECT_EQ(json.find("\xC2\x9B"), std::string::npos);
+    EXPECT_EQ(TextsOf(Json::parse(json)["files"][0]).find(text), 0u);
+}
+
+TEST_F(Pellsub, ShowsBytesThatAreNoUtf8OnATerminal) {
+    Write("a.srt", Cue(1, "\x9B"
+                          "5m \xE9 \xC0\x9B \xED\xA0\x80"));
+    EXPECT_NE(RunOnTerminal(directory, {"dump", "--no-converter", "a.srt"})
+                  .find("\n\\x9b5m \\xe9 \\xc0\\x9b \\xed\\xa0\\x80\n"),
+              std::string::npos);
+}
+
+static bool WaitUntilUnread(int fd, int bytes) {
+    for (int i = 0; i < 6000; i++) {
+        int unread = 0;
+        if (ioctl(fd, FIONREAD, &unread) == 0 && unread >= bytes) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+// Every overlong line makes the plug-in write a message, and nobody reads the messages: the build waits in the middle
+// of the file until the signal has been sent.
+TEST_F(Pellsub, StopsAnIndexBuildOnASignal) {
+    std::string bytes = Cue(1, "one");
+    for (int i = 0; i < 3000; i++) {
+        bytes += std::string(2600, 'x') + "\n";
+    }
+    Write("long.srt", bytes + "\n" + Cue(2, "two"));
+    for (int signal : {SIGINT, SIGTERM}) {
+        const Child child = Start(directory, {"dump", "--as", "json", "long.srt", "long.srt"}, {"PELL_LOG_LEVEL=3"});
+        ASSERT_TRUE(WaitUntilUnread(child.err, 32768));
+        kill(child.pid, signal);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const Result result = Finish(child);
+        EXPECT_EQ(result.status, 128 + signal);
+        EXPECT_NE(result.err.find("pellsub: long.srt: interrupted; 1 cue indexed until then\n"), std::string::npos);
+        const Json document = Json::parse(result.out);
+        ASSERT_EQ(document["files"].size(), 1u);
+        EXPECT_EQ(document["files"][0]["error"]["kind"], "interrupted");
+        EXPECT_EQ(document["files"][0]["cues"], Json::array());
+    }
+}
+
+TEST_F(Pellsub, EndsAtOnceOnASignalOutsideAnIndexBuild) {
+    std::string bytes;
+    for (int i = 0; i < 5000; i++) {
+        bytes += Cue(i, std::string(100, 'y'));
+    }
+    Write("a.srt", bytes);
+    const Child child = Start(directory, {"dump", "a.srt"});
+    ASSERT_TRUE(WaitUntilUnread(child.out, 32768));
+    kill(child.pid, SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(Finish(child).status, 1000 + SIGINT);
+}

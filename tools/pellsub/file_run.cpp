@@ -1,0 +1,207 @@
+// One file through the plug-in: from its name to a report on it.
+#include "tools/pellsub/file_run.h"
+
+#include "charset/pell_charset.h"
+#include "tools/pellsub/charset_watch.h"
+#include "tools/pellsub/exit_codes.h"
+#include "tools/pellsub/file_url.h"
+#include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/terminal_text.h"
+#include "tools/pellsub/verdict.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+#include <iterator>
+#include <strings.h>
+
+static std::optional<Problem> OpenFile(FormatEntry *entry, const RunOptions &options, const FileUrl &url,
+                                       PluginFile &file) {
+    if (!PluginTakes(entry, url.url)) {
+        return UnknownFormat(options.url, TakenExtensions(entry));
+    }
+    if (!OpenInPlugin(entry, url.url, file)) {
+        return NotOpened();
+    }
+    return std::nullopt;
+}
+
+// --- description ---------------------------------------------------------------------------------------------------
+
+struct SourceName {
+    PellCharsetSource source;
+    const char *kind;
+    const char *how;
+};
+
+static const SourceName kSourceNames[] = {
+    {PELL_CHARSET_SOURCE_BOM, "bom", "by its byte-order mark"},
+    {PELL_CHARSET_SOURCE_UTF8, "valid_utf8", "all of it is valid"},
+    {PELL_CHARSET_SOURCE_ASCII, "ascii", "nothing but ASCII in it"},
+    {PELL_CHARSET_SOURCE_STATISTICS, "statistics", "by the frequencies of its bytes"},
+    {PELL_CHARSET_SOURCE_HINT, "hint", "as hinted"},
+    {PELL_CHARSET_SOURCE_FALLBACK, "fallback", "a guess"},
+};
+
+static void DescribeEncoding(const RunOptions &options, const PluginFile &file, FileFacts &facts) {
+    const CharsetNote &note = TheCharsetNote();
+    const int32_t codeType = options.encoding != 0 ? options.encoding : static_cast<int32_t>(file.codeType);
+    const char *name = facts.textual && codeType != 0 ? PellCharsetName(codeType) : nullptr;
+    facts.encoding = name != nullptr ? name : "";
+    if (name != nullptr && options.encoding != 0) {
+        facts.encodingKind = "option";
+        facts.encodingHow = "as told by --encoding";
+    }
+    for (const SourceName &row : kSourceNames) {
+        if (name != nullptr && row.source == note.source) {
+            facts.encodingKind = row.kind;
+            facts.encodingHow = row.how;
+            facts.encodingGuessed = row.source == PELL_CHARSET_SOURCE_FALLBACK;
+        }
+    }
+}
+
+static void DescribeFile(const RunOptions &options, PluginFile &file, FileFacts &facts) {
+    facts.streams = DescribeStreams(file);
+    if (!facts.streams.empty()) {
+        const FormatName &format = NameOfFormat(file.format);
+        facts.format = format.name;
+        facts.formatTitle = format.title;
+        facts.textual = format.textual;
+    }
+    DescribeEncoding(options, file, facts);
+}
+
+// --- streams -------------------------------------------------------------------------------------------------------
+
+static bool IsWanted(const StreamFacts &stream, const std::string &wanted) {
+    int number = -1;
+    const auto parsed = std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
+    const bool isNumber = parsed.ec == std::errc() && parsed.ptr == wanted.data() + wanted.size();
+    return wanted.empty() || (isNumber && number == stream.number) ||
+           (!stream.language.empty() && strcasecmp(wanted.c_str(), stream.language.c_str()) == 0);
+}
+
+static std::string StreamList(const std::vector<StreamFacts> &streams) {
+    std::string list;
+    for (const StreamFacts &stream : streams) {
+        list += fmt::format("{}{}{}{}", list.empty() ? "" : ", ", stream.number, stream.language.empty() ? "" : " ",
+                            stream.language);
+    }
+    return list;
+}
+
+// Leaves the streams asked for. When there are none, all stay and the problem names them.
+static std::optional<Problem> KeepWanted(const std::string &wanted, std::vector<StreamFacts> &streams) {
+    std::vector<StreamFacts> kept;
+    std::copy_if(streams.begin(), streams.end(), std::back_inserter(kept),
+                 [&](const StreamFacts &stream) { return IsWanted(stream, wanted); });
+    if (kept.empty() && !wanted.empty()) {
+        return Problem{"no_such_stream", fmt::format("it has no stream \"{}\", only {}", wanted, StreamList(streams))};
+    }
+    streams = kept;
+    return std::nullopt;
+}
+
+// --- cues ----------------------------------------------------------------------------------------------------------
+
+static bool IsInWindow(const RunOptions &options, const Cue &cue) {
+    const bool overBefore = cue.endMs && *cue.endMs <= options.fromMs && cue.startMs < options.fromMs;
+    return !overBefore && cue.startMs <= options.toMs;
+}
+
+static void NoteText(const Cue &cue, Findings &findings) {
+    if (cue.text) {
+        findings.notUtf8 += IsUtf8(*cue.text) ? 0u : 1u;
+        findings.replaced += cue.text->find("\xEF\xBF\xBD") != std::string::npos ? 1u : 0u;
+    }
+}
+
+static void ReadStream(const RunOptions &options, PluginFile &file, FileFacts &facts, StreamFacts &stream, Output &out,
+                       Findings &findings) {
+    Cue cue;
+    while (NextCue(file, stream, cue)) {
+        NoteText(cue, findings);
+        if (options.writer->cue != nullptr && facts.signal == 0 && IsInWindow(options, cue)) {
+            options.writer->cue(out, facts, cue);
+        }
+    }
+    findings.cues += stream.cues;
+    findings.failedReads += stream.failedReads;
+}
+
+static Findings ReadStreams(const RunOptions &options, PluginFile &file, FileFacts &facts, Output &out) {
+    Findings findings;
+    for (StreamFacts &stream : facts.streams) {
+        if (SelectStream(file, stream)) {
+            ReadStream(options, file, facts, stream, out, findings);
+        }
+    }
+    findings.incomplete = TheCharsetNote().incomplete;
+    return findings;
+}
+
+// --- the file ------------------------------------------------------------------------------------------------------
+
+static void BeginFile(const RunOptions &options, const FileFacts &facts, Output &out) {
+    if (options.writer->beginFile != nullptr) {
+        options.writer->beginFile(out, facts);
+    }
+}
+
+// An interrupted build leaves what it had; that is counted, not shown.
+static void ReportOpenFile(const RunOptions &options, PluginFile &file, FileFacts &facts, Output &out) {
+    const bool indexed = IndexInPlugin(file, {options.converter, options.encoding}, facts.signal);
+    DescribeFile(options, file, facts);
+    facts.error = indexed || facts.signal != 0 ? KeepWanted(options.stream, facts.streams) : NotIndexed(facts);
+    BeginFile(options, facts, out);
+    if (facts.error) {
+        return;
+    }
+    const Findings findings = ReadStreams(options, file, facts, out);
+    if (facts.signal != 0) {
+        facts.error = Interrupted(findings);
+    } else {
+        Judge({options.converter, options.json, options.encoding != PELL_CODE_UNKNOWN}, findings, facts);
+    }
+}
+
+static int Status(const FileFacts &facts) {
+    if (facts.signal != 0) {
+        return EXIT_BY_SIGNAL + facts.signal;
+    }
+    return facts.error ? EXIT_FAILED : (facts.warnings.empty() ? EXIT_DONE : EXIT_WARNED);
+}
+
+static void ComplainAll(const FileFacts &facts) {
+    for (const Problem &warning : facts.warnings) {
+        Complain(facts.name, "warning: " + warning.message);
+    }
+    if (facts.error) {
+        Complain(facts.name, facts.error->message);
+    }
+}
+
+int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &name, Output &out) {
+    FileFacts facts{.name = name};
+    facts.raw = !options.converter;
+    FileUrl url{.url = name};
+    PluginFile file;
+    facts.error = options.url ? std::nullopt : FindFile(name, url);
+    facts.size = url.size;
+    if (!facts.error) {
+        facts.error = OpenFile(entry, options, url, file);
+    }
+    if (facts.error) {
+        BeginFile(options, facts, out);
+    } else {
+        ReportOpenFile(options, file, facts, out);
+    }
+    if (options.writer->endFile != nullptr) {
+        options.writer->endFile(out, facts);
+    }
+    CloseInPlugin(file);
+    ReleaseFile(url);
+    ComplainAll(facts);
+    return Status(facts);
+}

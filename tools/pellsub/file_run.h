@@ -1,0 +1,24 @@
+// One file through the plug-in: from its name to a report on it.
+#pragma once
+
+#include "format/pell_format.h"
+#include "tools/pellsub/report.h"
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+struct RunOptions {
+    const ReportWriter *writer = nullptr;
+    bool url = false; // files are URLs in the plug-in's own grammar
+    bool converter = true;
+    bool json = false;    // what is written can only hold UTF-8
+    int32_t encoding = 0; // code type to read files in; 0: identify it
+    std::string encodingName;
+    std::string stream; // number or language; empty: all
+    int64_t fromMs = std::numeric_limits<int64_t>::min();
+    int64_t toMs = std::numeric_limits<int64_t>::max();
+};
+
+// Reports on one file, complains on standard error and gives the exit status it deserves.
+int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &name, Output &out);

@@ -1,0 +1,82 @@
+// What is known about a file, and the ways to write it out: text, one JSON document, JSON lines.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Something that went wrong. The kind is for programs and never changes, the message is for people.
+struct Problem {
+    const char *kind;
+    std::string message;
+};
+
+struct Cue {
+    int stream = 0;
+    int64_t startMs = 0;
+    std::optional<int64_t> endMs;    // nothing: not known
+    std::optional<std::string> text; // nothing: a picture
+    uint32_t bytes = 0;              // as delivered
+};
+
+struct StreamFacts {
+    int number = 0;
+    int32_t index = 0;
+    std::string language;
+    std::string title;
+    int width = 0;
+    int height = 0;
+    uint64_t cues = 0;        // delivered
+    uint64_t failedReads = 0; // not delivered
+    std::optional<int64_t> firstMs;
+    std::optional<int64_t> lastMs; // the last end; for cues without one, the last start
+};
+
+struct FileFacts {
+    std::string name;
+    int64_t size = 0;                  // 0: not known
+    const char *format = nullptr;      // null: none found
+    const char *formatTitle = nullptr; // the format's name in full
+    bool textual = false;
+    bool raw = false;                   // the text is wanted as it stands in the file
+    std::string encoding;               // empty: not known
+    const char *encodingKind = nullptr; // how it was found, for programs; null: not found
+    const char *encodingHow = nullptr;  // the same for people
+    bool encodingGuessed = false;
+    std::vector<StreamFacts> streams;
+    std::vector<Problem> warnings;
+    std::optional<Problem> error;
+    int signal = 0; // the signal that ended the work on it
+};
+
+// Where a report goes: standard output, made harmless when that is a terminal.
+struct Output {
+    bool terminal = false;
+    bool manyFiles = false;
+    bool anyFile = false; // something was written for an earlier file
+    bool anyCue = false;  // for this file
+    int lastStream = -1;  // of this file
+};
+
+void Put(const Output &out, std::string_view text);
+
+// A line on standard error: "pellsub: name: message". The name may be empty.
+void Complain(const std::string &name, const std::string &message);
+
+// One way to write a report. The calls come in this order, beginFile to endFile for each file and cue for each cue;
+// a file that could not be opened gets beginFile and endFile as well. Empty slots are left out.
+struct ReportWriter {
+    void (*begin)(Output &out);
+    void (*beginFile)(Output &out, const FileFacts &facts);
+    void (*cue)(Output &out, const FileFacts &facts, const Cue &cue);
+    void (*endFile)(Output &out, const FileFacts &facts);
+    void (*end)(Output &out);
+};
+
+extern const ReportWriter kInfoText;
+extern const ReportWriter kInfoJson;
+extern const ReportWriter kDumpText;
+extern const ReportWriter kDumpJson;
+extern const ReportWriter kDumpJsonLines;
