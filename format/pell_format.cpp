@@ -38,7 +38,7 @@ static int32_t SvrDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **
     pstFmt->pstFormat->s32CodeTypeHint = g_formatEntry.s32CodeTypeHint;
     if (pstFmt->pstFormat->fmt_open == nullptr) {
         free(pstFmt);
-        SVR_LOG_FAILED(__func__, "not support format", -1);
+        SVR_LOG_RESULT(__func__, "not support format", -1);
         return -1;
     }
     Protocol *pstUsed = pstProtocol != nullptr ? pstProtocol : PellProtocolOf(&g_formatEntry);
@@ -55,7 +55,7 @@ static int32_t SvrDemuxerFindStream(void *hFmt, int32_t) {
     FmtHandle *pstFmt = FmtUsable(hFmt);
     SVR_RETURN_UNLESS(pstFmt != nullptr, __func__, "null");
     if (pstFmt->pstFormat->fmt_find_stream == nullptr) {
-        SVR_LOG_FAILED(__func__, "null", 0);
+        SVR_LOG_RESULT(__func__, "null", 0);
         return 0;
     }
     return pstFmt->pstFormat->fmt_find_stream(pstFmt->hMember, 0);

@@ -39,7 +39,7 @@ extern "C" {
 /* u32Duration of a cue whose end is not known. */
 #define SUB_DURATION_UNKNOWN 0xFFFFFFFFu
 
-/* Bytes of a raw line or cue; longer lines are cut, longer cues skipped. */
+/* Bytes of a raw line or cue; longer lines are cut, cues of this size or more skipped. */
 #define SVR_SUB_STR_IN_MAX_LEN 2560
 
 /* Bytes of a buffer for converted text; the text itself always stays below it. */
@@ -118,7 +118,8 @@ enum InvokeCommand {
     INVOKE_SET_SRC_CODETYPE = 3, /* int32_t *, in and out: the file's code type. A new value re-indexes the file;
                                     0 identifies the type first and writes it back */
     INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in; 2 also expands tabs */
-    INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: kept by pointer, must outlive the handle */
+    INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: handed in before find-stream, kept by
+                                    pointer, must outlive the handle */
 };
 
 /* Character stream types that CharsetOps::getStreamType answers with. Any other value reads single bytes. */
@@ -153,7 +154,7 @@ typedef struct Protocol Protocol;
 
 /* 0 when the URL is accepted, -1 when not. */
 typedef int32_t (*FmtFindFn)(const char *pszUrl, Protocol *pstProtocol);
-/* 0 and *phFmt set; the handle is the caller's until fmt_close. A null protocol stands for the library's own. */
+/* 0 and *phFmt set; the handle is the caller's until fmt_close. Hosts pass PellProtocolOf(&g_formatEntry). */
 typedef int32_t (*FmtOpenFn)(const char *pszUrl, Protocol *pstProtocol, void **phFmt);
 /* Identifies the encoding and indexes every cue. The second argument is not read. */
 typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);

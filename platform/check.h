@@ -13,8 +13,8 @@
         }                                                                                                              \
     } while (0)
 
-// Reports an error under the name fn; the work goes on.
-#define SVR_LOG_FAILED(fn, msg, result) PlayerDbgPrintf(PLAYER_LOG_ERROR, (fn), __LINE__, (msg), (result))
+// Reports a finding with the value that goes with it, under the name fn; the work goes on.
+#define SVR_LOG_RESULT(fn, msg, result) PlayerDbgPrintf(PLAYER_LOG_ERROR, (fn), __LINE__, (msg), (result))
 
 // Runs a bounds-checked call; a failure is a warning, and the work goes on.
 #define SVR_BOUNDED(fn, call, name)                                                                                    \

@@ -44,7 +44,7 @@ static int32_t SvrFileFind(const char *pszUrl) {
     SvrFileScheme(pszUrl, aszScheme);
     switch (SvrListMatch(g_fileProtocol.pszProtocolList, aszScheme)) {
     case LIST_MATCH_INNER:
-        SVR_LOG_FAILED(__func__, "find url", 0);
+        SVR_LOG_RESULT(__func__, "find url", 0);
         return 0;
     case LIST_MATCH_LAST:
         PlayerPrintf(PLAYER_LOG_INFO, __func__, __LINE__, "use pellplayer file protocol!");
@@ -52,7 +52,7 @@ static int32_t SvrFileFind(const char *pszUrl) {
     case LIST_MATCH_NONE:
         break;
     }
-    SVR_LOG_FAILED(__func__, "not file protocol", -1);
+    SVR_LOG_RESULT(__func__, "not file protocol", -1);
     return -1;
 }
 
@@ -131,7 +131,8 @@ static int32_t SvrFileOpenGetFileInfo(SvrFileHandle *pstFile, const char *pszUrl
 }
 
 static int32_t SvrFileOpenUrl(SvrFileHandle *pstFile, const char *pszPath, int32_t s32Flags) {
-    pstFile->bPosKnown = pstFile->s32Fd == -1 || SvrFileHasRange(pstFile) ? 1 : 0;
+    const bool bFromStart = pstFile->s32Fd == -1 && pstFile->s64FileOffset == 0;
+    pstFile->bPosKnown = bFromStart || SvrFileHasRange(pstFile) ? 1 : 0;
     if (pstFile->s32Fd >= 1) {
         PlayerPrintf(PLAYER_LOG_INFO, __func__, __LINE__, "file is already open, fd=%d", pstFile->s32Fd);
         return 0;
@@ -219,11 +220,11 @@ static int32_t SvrFileOpen(const char *pszUrl, int32_t s32Flags, void **phUrl) {
 static SvrFileHandle *SvrFileUsable(void *hUrl, const char *pszFunc) {
     SvrFileHandle *pstFile = static_cast<SvrFileHandle *>(hUrl);
     if (pstFile == nullptr || pstFile->pu8Cur == nullptr || pstFile->pu8End == nullptr) {
-        SVR_LOG_FAILED(pszFunc, "invalid param", -1);
+        SVR_LOG_RESULT(pszFunc, "invalid param", -1);
         return nullptr;
     }
     if (pstFile->s32Fd == -1) {
-        SVR_LOG_FAILED(pszFunc, "file not open", -1);
+        SVR_LOG_RESULT(pszFunc, "file not open", -1);
         return nullptr;
     }
     return pstFile;
@@ -309,11 +310,17 @@ static int64_t SvrFileSeekInCache(SvrFileHandle *pstFile, int64_t s64Step) {
     return pstFile->s64CurPos;
 }
 
+// Whether a backward seek may stay in the cache: a fill from the earlier position would end at the same place, and
+// count from the same one.
+static bool SvrFileMayStepBack(const SvrFileHandle *pstFile) {
+    return pstFile->bEof == 1 && pstFile->bPosKnown != 0;
+}
+
 static int64_t SvrFileSeekSet(SvrFileHandle *pstFile, int64_t s64Target) {
     SVR_RETURN_UNLESS(s64Target >= 0, __func__, "seek fail");
     int64_t s64Step = 0;
     if (!__builtin_sub_overflow(s64Target, pstFile->s64CurPos, &s64Step) && SvrFileInCache(pstFile, s64Step) &&
-        (s64Step >= 0 || pstFile->bPosKnown != 0)) {
+        (s64Step >= 0 || SvrFileMayStepBack(pstFile))) {
         return SvrFileSeekInCache(pstFile, s64Step);
     }
     int64_t s64FdPos = -1;

@@ -17,5 +17,5 @@ struct SvrFileHandle {
     int64_t s64FileLength; // length of the range; 0 or less: no range
     int64_t s64FileOffset; // start of the range
     int32_t s32CacheUsed;  // bytes of au8Cache ever filled: all that a close has to clear
-    int32_t bPosKnown;     // 0 while s64CurPos counts from wherever a descriptor stood that was taken over whole
+    int32_t bPosKnown;     // 0 while s64CurPos counts from where the first fill began, not from the start of the file
 };

@@ -20,7 +20,7 @@ static FormatEntry *UrlRegister(const char *pszUrl) {
         g_protocolHead = &g_fileProtocol;
         g_protocolRegistered = 1;
     } else {
-        SVR_LOG_FAILED(__func__, "already regist protocol", 0);
+        SVR_LOG_RESULT(__func__, "already regist protocol", 0);
     }
     for (FormatEntry *pstEntry = g_protocolHead; pstEntry != nullptr; pstEntry = pstEntry->pstNext) {
         if (pstEntry->url_find != nullptr && pstEntry->url_find(pszUrl) == 0) {

@@ -83,6 +83,7 @@ TEST_F(SrtTest, TextOfACue) {
         {"a tag of each kind many times", "<i>a</i><i>b</i><i>c</i><b>d</b>\n", "abcd\n\n"},
         {"an override block", "{\\an8}Top\n", "Top\n\n"},
         {"several, and one inside the text", "{\\an8}{\\b1}To{\\b0}p\n", "Top\n\n"},
+        {"one that only a removal completes", "{{\\an8}\\i1}Top\n", "Top\n\n"},
         {"a block that closes on the next line stays", "{\\an8\nTop}\n", "{\\an8\nTop}\n\n"},
         {"a block that never closes stays", "{\\an8 Top\n", "{\\an8 Top\n\n"},
         {"the one behind it goes all the same", "{\\an8\n}{\\b1}x\n", "{\\an8\n}x\n\n"},
@@ -104,9 +105,8 @@ TEST_F(SrtTest, DoubledCarriageReturnsAreRepaired) {
     static const struct {
         const char *pszText, *pszDelivered;
     } s_astRows[] = {
-        {"a^^\nb\n", "a\r\nb\n\n"},         {"a^^^\nb^^\nc\n", "a\r\r\nb\r\nc\n\n"},
-        {"^^\nb\n", "\r\nb\n\n"},           {"a^\nb^^b\n", "a\r\nb\r\rb\n\n"},
-        {"<b></b>^^\n<i>", "\r\n\n\n"},         {"{\\i1}x{\\i0}", "x\n\n"},
+        {"a^^\nb\n", "a\r\nb\n\n"},         {"a^^^\nb^^\nc\n", "a\r\r\nb\r\nc\n\n"}, {"^^\nb\n", "\r\nb\n\n"},
+        {"a^\nb^^b\n", "a\r\nb\r\rb\n\n"},  {"<b></b>^^\n<i>", "\r\n\n\n"},          {"{\\i1}x{\\i0}", "x\n\n"},
         {"<b></b>{\\b1}^{\\b0}", "\r\n\n"},
     };
     for (const auto &stRow : s_astRows) {

@@ -67,8 +67,9 @@ static int BoundedStrPut(char *pszDst, rsize_t uDstSize, rsize_t uUsed, const ch
     if (pszSrc == nullptr || uCount > BOUNDED_SIZE_MAX) {
         return BoundedStrFail(pszDst, uDstSize, EINVAL);
     }
-    const rsize_t uLen = strnlen(pszSrc, uCount);
-    if (uLen >= uDstSize - uUsed) {
+    const rsize_t uRoom = uDstSize - uUsed;
+    const rsize_t uLen = strnlen(pszSrc, uCount < uRoom ? uCount : uRoom);
+    if (uLen >= uRoom) {
         return BoundedStrFail(pszDst, uDstSize, ERANGE);
     }
     if (BoundedOverlap(pszDst + uUsed, pszSrc, uLen + 1)) {

@@ -22,9 +22,10 @@ static const char *ScanParseDirective(const char *psz, ScanDirective *pstOut) {
     for (; SvrIsDigit(static_cast<uint8_t>(*psz)) && pstOut->uWidth < 1000000; psz++) {
         pstOut->uWidth = pstOut->uWidth * 10 + static_cast<size_t>(*psz - '0');
     }
-    while (*psz == 'l') {
+    // A single l would be 4 bytes on one target and 8 on another: not offered.
+    if (psz[0] == 'l' && psz[1] == 'l') {
         pstOut->bLong = true;
-        psz++;
+        psz += 2;
     }
     pstOut->chKind = *psz;
     if (*psz != '\0') {

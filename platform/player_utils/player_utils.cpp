@@ -13,7 +13,7 @@ void *PlayerMallocZ(uint32_t u32Size) {
 }
 
 void *PlayerReallocS(void *pvOld, uint32_t u32OldSize, uint32_t u32NewSize) {
-    uint8_t *pu8New = static_cast<uint8_t *>(realloc(pvOld, u32NewSize));
+    uint8_t *pu8New = static_cast<uint8_t *>(realloc(pvOld, u32NewSize != 0 ? u32NewSize : 1));
     if (pu8New == nullptr) {
         free(pvOld);
         return nullptr;

@@ -2,7 +2,6 @@
 // terminator needed.
 #pragma once
 
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 

@@ -276,7 +276,7 @@ int32_t SvrSubSkipHeader(void *hUrl, Protocol *pstProtocol, void *hCharset, cons
                           pstProtocol->url_seek != nullptr,
                       __func__, "invalid param!");
     if (hCharset == nullptr || pstCharsetOps == nullptr || pstCharsetOps->getStreamType == nullptr) {
-        SVR_LOG_FAILED(__func__, "invalid param!", 0);
+        SVR_LOG_RESULT(__func__, "invalid param!", 0);
         return 0;
     }
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstProtocol->url_seek(hUrl, 0, 0)), __func__, "seek 0 failed!");

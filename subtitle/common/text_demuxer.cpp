@@ -13,11 +13,10 @@ const char *SvrTextExtension(const char *pszUrl) {
 int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
                          const Protocol *pstProtocol, void *const *phFmt) {
     SVR_RETURN_UNLESS(pszUrl != nullptr && pstProtocol != nullptr && phFmt != nullptr, pszFunc, pstTraits->pszInvalid);
-    SVR_RETURN_UNLESS(pstProtocol->url_find != nullptr, pszFunc, "null");
-    SVR_RETURN_UNLESS(pstProtocol->url_open != nullptr, pszFunc, "null");
-    SVR_RETURN_UNLESS(pstProtocol->url_close != nullptr, pszFunc, "null");
-    SVR_RETURN_UNLESS(pstProtocol->url_read != nullptr, pszFunc, "null");
-    SVR_RETURN_UNLESS(pstProtocol->url_seek != nullptr, pszFunc, "null");
+    SVR_RETURN_UNLESS(pstProtocol->url_find != nullptr && pstProtocol->url_open != nullptr &&
+                          pstProtocol->url_close != nullptr && pstProtocol->url_read != nullptr &&
+                          pstProtocol->url_seek != nullptr,
+                      pszFunc, "null");
     return 0;
 }
 
@@ -140,7 +139,7 @@ static int32_t TextSetSrcCodeType(const char *pszFunc, const TextTraits *pstTrai
     }
     *pu32CodeType = *pu32Asked;
     if (pstTraits->pfnReindex(pstHead) == -1) {
-        SVR_LOG_FAILED(pszFunc, pstTraits->pszReindexFailed, -1);
+        SVR_LOG_RESULT(pszFunc, pstTraits->pszReindexFailed, -1);
     }
     PlayerPrintf(pstTraits->s32ResetLevel, pszFunc, __LINE__, "Reset code type to: %d",
                  static_cast<int32_t>(*pu32Asked));
@@ -155,13 +154,10 @@ static int32_t TextSetDstCodeType(const char *pszFunc, TextHead *pstHead, const 
 
 static int32_t TextSetCharsetOps(const char *pszFunc, TextHead *pstHead, const void *pvArg) {
     const CharsetOps *pstOps = static_cast<const CharsetOps *>(pvArg);
-    SVR_RETURN_UNLESS(pstOps != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->convert != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->create != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->destroy != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->getStreamType != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->getCodeType != nullptr, pszFunc, "invalid argument");
-    SVR_RETURN_UNLESS(pstOps->reserved != nullptr, pszFunc, "invalid argument");
+    SVR_RETURN_UNLESS(pstOps != nullptr && pstOps->convert != nullptr && pstOps->create != nullptr &&
+                          pstOps->destroy != nullptr && pstOps->getStreamType != nullptr &&
+                          pstOps->getCodeType != nullptr && pstOps->reserved != nullptr,
+                      pszFunc, "invalid argument");
     pstHead->pstCharsetOps = pstOps;
     return 0;
 }

@@ -24,7 +24,7 @@ struct TextTraits {
     int32_t s32CreateFailedLevel;         // of "Charset Create failed"
     int32_t s32UnknownLevel;              // of "WARNING! Unknow CodeType!" at find-stream
     int32_t s32ResetLevel;                // of "Reset code type to: %d"
-    const char *pszInvalid;               // bad arguments of open, get-info, free and seek
+    const char *pszInvalid;               // bad arguments of open, get-info and free
     const char *pszNotOpen;               // handle that is not open
     const char *pszReindexFailed;         // index that could not be rebuilt in a new code type
     uint32_t *(*pfnCodeType)(void *hFmt); // where the handle keeps its code type
@@ -60,7 +60,7 @@ SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstT
 // Makes the converter instance when the host handed in a table; without one, or when it fails, there is none.
 void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);
 
-// The file's code type, 0 when it cannot be told.
+// The file's code type, 0 when it cannot be told; find-stream and a change of code type warn at levels of their own.
 uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel);
 
 // Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.

@@ -53,7 +53,7 @@ static int32_t SrtDemuxerFind(const char *pszUrl, Protocol *pstProtocol) {
     }
     switch (SvrListMatch(g_srtDemuxer.pszExtList, pszExt)) {
     case LIST_MATCH_INNER:
-        SVR_LOG_FAILED(__func__, "find demuxer", 0);
+        SVR_LOG_RESULT(__func__, "find demuxer", 0);
         return 0;
     case LIST_MATCH_LAST:
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "use pellplayer srt demuxer!ext match");
@@ -160,6 +160,8 @@ static int32_t SrtDemuxerReadTransCodeFrame(SrtDemuxerHdl *pstHdl, const IndexNo
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "SVR_SUB_STR_OUT_MAX_LEN <= u32LineOutSize!");
         return -1;
     }
+    // A converter may have written more than it reports.
+    pstHdl->au8FrameBuf[s32OutLen] = '\0';
     *pstText = {pstHdl->au8FrameBuf, static_cast<uint32_t>(s32OutLen)};
     return 0;
 }
@@ -214,20 +216,17 @@ static uint8_t *SrtFindByte(uint8_t *pu8From, uint8_t *pu8End, uint8_t u8Byte) {
     return static_cast<uint8_t *>(memchr(pu8From, u8Byte, static_cast<size_t>(pu8End - pu8From)));
 }
 
-// Removes override blocks such as "{\an8}"; a block that does not close on its own line stays.
+// Removes override blocks such as "{\an8}"; a block that does not close on its own line stays. After a removal the
+// search begins where it did: what stood around the block may have become another one.
 static void SrtDelBrace(SrtText *pstText) {
     uint8_t *pu8From = pstText->pu8Text;
     for (;;) {
         uint8_t *pu8End = pstText->pu8Text + pstText->u32Len;
         uint8_t *pu8Open = SrtFindByte(pu8From, pu8End, '{');
-        if (pu8Open == nullptr || pu8Open + 1 == pu8End) {
-            return;
+        while (pu8Open != nullptr && pu8Open + 1 < pu8End && pu8Open[1] != '\\') {
+            pu8Open = SrtFindByte(pu8Open + 1, pu8End, '{');
         }
-        if (pu8Open[1] != '\\') {
-            pu8From = pu8Open + 1;
-            continue;
-        }
-        uint8_t *pu8Close = SrtFindByte(pu8Open, pu8End, '}');
+        uint8_t *pu8Close = pu8Open != nullptr ? SrtFindByte(pu8Open, pu8End, '}') : nullptr;
         if (pu8Close == nullptr) {
             return;
         }

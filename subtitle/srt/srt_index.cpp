@@ -49,7 +49,7 @@ static bool SrtGetPts(SrtDemuxerHdl *pstHdl, int32_t s32Len, int64_t *ps64Start,
     int32_t s32TextLen = 0;
     if (SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, s32Len, &stBuf, &pu8Text, &s32TextLen) !=
         0) {
-        SVR_LOG_FAILED(__func__, "null", -1);
+        SVR_LOG_RESULT(__func__, "null", -1);
         return false;
     }
     return SrtScanTimeLine(pu8Text, s32TextLen, ps64Start, ps64End);
