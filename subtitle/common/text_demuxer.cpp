@@ -16,7 +16,7 @@ int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const
     SVR_RETURN_UNLESS(pstProtocol->url_find != nullptr && pstProtocol->url_open != nullptr &&
                           pstProtocol->url_close != nullptr && pstProtocol->url_read != nullptr &&
                           pstProtocol->url_seek != nullptr,
-                      pszFunc, "null");
+                      pszFunc, pstTraits->pszOpenNoSlot);
     return 0;
 }
 
@@ -134,6 +134,9 @@ static int32_t TextSetSrcCodeType(const char *pszFunc, const TextTraits *pstTrai
     if (*pu32Asked == *pu32CodeType) {
         return 0;
     }
+    if (pstTraits->pfnSetSrcCodeType != nullptr) {
+        return pstTraits->pfnSetSrcCodeType(pstHead, pu32Asked);
+    }
     if (*pu32Asked == 0) {
         *pu32Asked = SvrTextIdentify(pszFunc, pstTraits, pstHead, PLAYER_LOG_ERROR);
     }
@@ -194,8 +197,8 @@ void SvrTextRelease(const char *pszFunc, const TextTraits *pstTraits, TextHead *
 int32_t SvrTextClose(const char *pszFunc, const TextTraits *pstTraits, void *hFmt) {
     TextHead *pstHead = static_cast<TextHead *>(hFmt);
     SVR_RETURN_UNLESS(pstHead != nullptr, pszFunc, "invalid param");
-    SVR_RETURN_UNLESS(pstHead->pstProtocol != nullptr, pszFunc, "pstProtocol is null");
-    SVR_RETURN_UNLESS(pstHead->pstProtocol->url_close != nullptr, pszFunc, "url_close is null");
+    SVR_RETURN_UNLESS(pstHead->pstProtocol != nullptr, pszFunc, pstTraits->pszCloseNoProtocol);
+    SVR_RETURN_UNLESS(pstHead->pstProtocol->url_close != nullptr, pszFunc, pstTraits->pszCloseNoSlot);
     SvrTextRelease(pszFunc, pstTraits, pstHead);
     return 0;
 }

@@ -26,10 +26,15 @@ struct TextTraits {
     int32_t s32ResetLevel;                // of "Reset code type to: %d"
     const char *pszInvalid;               // bad arguments of open, get-info and free
     const char *pszNotOpen;               // handle that is not open
+    const char *pszOpenNoSlot;            // protocol that lacks a slot, at open
+    const char *pszCloseNoProtocol;       // handle without a protocol, at close
+    const char *pszCloseNoSlot;           // protocol without url_close, at close
     const char *pszReindexFailed;         // index that could not be rebuilt in a new code type
     uint32_t *(*pfnCodeType)(void *hFmt); // where the handle keeps its code type
     int32_t (*pfnReindex)(void *hFmt);    // builds the index in the current code type; 0 or -1
-    void (*pfnFreeOwn)(void *hFmt);       // frees the index and other blocks of its own; may find them null
+    // Takes a new source code type in its own way; the argument is not null. Null: the common way.
+    int32_t (*pfnSetSrcCodeType)(void *hFmt, uint32_t *pu32CodeType);
+    void (*pfnFreeOwn)(void *hFmt); // frees the index and other blocks of its own; may find them null
 };
 
 // The bytes of a text buffer that earlier conversions left behind; only they are cleared before the next one.
