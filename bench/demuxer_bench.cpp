@@ -19,8 +19,8 @@ struct BenchRow {
 };
 
 static const BenchRow s_astRows[] = {
-    {"srt", MakeSrt, 20000},
-    {"srt", MakeSrt, 500000},
+    {"srt", MakeSrt, 20000},  {"srt", MakeSrt, 500000}, {"ass", MakeAss, 20000},
+    {"ass", MakeAss, 500000}, {"smi", MakeSmi, 20000},
 };
 
 struct BenchFile {

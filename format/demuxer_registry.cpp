@@ -5,6 +5,8 @@
 // The order decides when several demuxers would accept a URL.
 static FormatEntry *const s_apstDemuxers[] = {
     &g_srtDemuxer,
+    &g_smiDemuxer,
+    &g_assDemuxer,
 };
 
 static FormatEntry *g_demuxerHead;

@@ -72,7 +72,7 @@ typedef struct SubStreamInfo {
     uint32_t u32ExtraDataSize; /* bytes of extra data; 0 when there is none */
     uint8_t *pu8ExtraData;     /* ASS header text or VobSub palette; the demuxer's, valid until close */
     uint32_t au32HostOwned[5]; /* host-owned */
-    char aszUrl[4096];         /* the file's URL, at most 4095 characters */
+    char aszUrl[4096];         /* the file's URL, at most 4095 characters; empty for SMI */
 } SubStreamInfo;
 
 /*
@@ -107,14 +107,16 @@ typedef struct FmtFrame {
     int64_t s64Pos;            /* position of the cue in the file (SRT, ASS, SUB; others leave it) */
     uint32_t u32Duration;      /* ms; SUB_DURATION_UNKNOWN when the end is not known */
     uint32_t u32FrameRate;     /* the video's rate as the host passes it in: whole frames per second in the upper
-                                  16 bits, decimal digits of the fraction in the lower, 0 unknown */
+                                  16 bits, decimal digits of the fraction in the lower, 0 unknown. SMI leaves the
+                                  lower half of the cue's position here */
     uint8_t au8HostOwned[72];  /* host-owned */
 } FmtFrame;
 
 /* Commands of fmt_invoke. Every other code, 1 and 2 included, does nothing and gives 0. */
 enum InvokeCommand {
     INVOKE_STOP = 0,             /* argument ignored. The index build under way ends at its next line and fails, and
-                                    so does every later one. The one call that may come from another thread */
+                                    so does every later one; SMI keeps what it has and succeeds. The one call that
+                                    may come from another thread */
     INVOKE_SET_SRC_CODETYPE = 3, /* int32_t *, in and out: the file's code type. A new value re-indexes the file;
                                     0 identifies the type first and writes it back */
     INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in; 2 also expands tabs */
@@ -248,6 +250,8 @@ extern PELL_API FormatEntry g_formatEntry;
 
 /* The demuxers and the protocol behind it. */
 extern PELL_API FormatEntry g_srtDemuxer;
+extern PELL_API FormatEntry g_smiDemuxer;
+extern PELL_API FormatEntry g_assDemuxer;
 extern PELL_API FormatEntry g_fileProtocol;
 
 /* URL dispatch; the protocol slots of g_formatEntry. Handles come from SvrUrlOpen. */
@@ -278,6 +282,9 @@ PELL_API int32_t SvrSubTranscodeLine(void *hCharset, const CharsetOps *pstCharse
 /* The language tag of a file name such as "/movie.en.srt": written to pszOut (zero-filled by the caller, u32OutSize
    bytes, at most 31 used) without a terminator. 0 when a tag was written, else -1 and pszOut untouched. */
 PELL_API int32_t SvrSubGetLang(const char *pszName, char *pszOut, uint32_t u32OutSize, const char *pszExt);
+
+/* The tags that are recognised in SAMI text. */
+extern PELL_API const char SMI_INFOMATCH[9][15];
 
 struct SrtDemuxerHdl;
 

@@ -61,7 +61,11 @@ TEST(CueIndexTest, SeekAgreesWithTheRuleInWords) {
                 }
                 u32Expected++;
             }
-            ASSERT_EQ(SvrIndexSeek(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()), s64Pts), u32Expected);
+            uint32_t u32Cur = UINT32_MAX;
+            const bool bFound = u32Expected < vecNodes.size();
+            ASSERT_EQ(SvrIndexSeek(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()), s64Pts, &u32Cur),
+                      bFound ? 0 : -1);
+            ASSERT_EQ(u32Cur, bFound ? u32Expected : UINT32_MAX);
         }
     }
 }

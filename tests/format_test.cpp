@@ -29,6 +29,8 @@ TEST_F(FormatTest, DescriptorsSayWhatTheyAre) {
     static const DescriptorRow s_astRows[] = {
         {&g_formatEntry, "srt,mp3,ts,mpg,smi,tp,trp,idx,iptv,ass,ssa,sub", "file", -18, true, true},
         {&g_srtDemuxer, "srt", "", 0, true, false},
+        {&g_smiDemuxer, "smi", "", 0, true, false},
+        {&g_assDemuxer, "ssa,ass", "", 0, true, false},
         {&g_fileProtocol, "", "file", 0, false, true},
     };
     for (const DescriptorRow &stRow : s_astRows) {
@@ -57,12 +59,17 @@ TEST_F(FormatTest, FindGoesByTheLastExtension) {
         {"/x/movie.srt", 0},      {"/x/movie.SRT", 0}, {"/x/movie.en.Srt", 0},
         {"/x/movie.srt2", -1},    {"/x/movie.sr", -1}, {"/x/movie.mp3", -1},
         {"/x/movie.srt.txt", -1}, {"/x/movie", -1},    {"", -1},
+        {"/x/movie.smi", 0},      {"/x/movie.SMI", 0}, {"/x/movie.Sami", 0},
+        {"/x/movie.smi.txt", -1}, {"/x/movie.SSA", 0}, {"/x/movie.assx", 0},
+        {"/x/movie.as", -1},
     };
     for (const auto &stRow : s_astRows) {
         EXPECT_EQ(g_formatEntry.fmt_find(stRow.pszUrl, PellProtocolOf(&g_formatEntry)), stRow.s32Result)
             << stRow.pszUrl;
     }
     EXPECT_TRUE(HostLogged("use pellplayer srt demuxer!ext match", "SrtDemuxerFind"));
+    EXPECT_TRUE(HostLogged("ass/ssa file!", "AssDemuxerFind"));
+    EXPECT_TRUE(HostLogged("use pellplayer smi demuxer!", "SmiDemuxerFind"));
     EXPECT_TRUE(HostLogged("alredy regist demuxer", "DemuxerRegister"));
     EXPECT_EQ(g_formatEntry.fmt_find(nullptr, PellProtocolOf(&g_formatEntry)), -1);
 }

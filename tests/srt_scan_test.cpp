@@ -1,4 +1,5 @@
-// The hand-written time-line scanner accepts what the formatted patterns accept, and reads the same times.
+// The hand-written time scanners accept what the formatted patterns accept, and read the same times.
+#include "subtitle/common/clock_scan.h"
 #include "subtitle/srt/srt_demuxer.h"
 
 #include <cstdio>
@@ -102,4 +103,30 @@ TEST(SrtScanTest, AgreesWithTheFormattedPatterns) {
     }
     EXPECT_GT(s32Accepted, 50000);
     EXPECT_LT(s32Accepted, 150000);
+}
+
+// The form of ASS: any separator before the hundredths.
+TEST(SrtScanTest, AgreesWithTheFormattedPatternOfHundredths) {
+    static const char s_aszBytes[] = "0123456789 :,.-+\tx";
+    static constexpr ClockForm s_stForm = {2, 10, nullptr};
+    std::mt19937 random(2);
+    int s32Accepted = 0;
+    for (int i = 0; i < 100000; i++) {
+        std::string strText = "1:02:03.45,0:00:05.00";
+        for (uint32_t uEdits = random() % 4; uEdits > 0; uEdits--) {
+            strText[random() % 12] = s_aszBytes[random() % (sizeof(s_aszBytes) - 1)];
+        }
+        int a[4] = {};
+        const bool bRef =
+            sscanf(strText.c_str(), "%2d:%2d:%2d%*1c%2d", &a[0], &a[1], &a[2], &a[3]) == 4; // NOLINT(cert-err34-c)
+        const uint8_t *pu8Text = reinterpret_cast<const uint8_t *>(strText.data());
+        int64_t s64Time = 0;
+        ASSERT_EQ(SvrScanClock(pu8Text, pu8Text + strText.size(), &s_stForm, &s64Time) != nullptr, bRef) << strText;
+        if (bRef) {
+            ASSERT_EQ(s64Time, a[0] * 3600000LL + a[1] * 60000LL + a[2] * 1000LL + a[3] * 10LL) << strText;
+            s32Accepted++;
+        }
+    }
+    EXPECT_GT(s32Accepted, 25000);
+    EXPECT_LT(s32Accepted, 90000);
 }

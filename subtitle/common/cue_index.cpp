@@ -22,6 +22,19 @@ int32_t SvrIndexGrow(void **ppvNodes, uint32_t *pu32Max, uint32_t *pu32Num, uint
     return 0;
 }
 
+int32_t SvrIndexAppend(IndexNode **ppstNodes, uint32_t *pu32Max, uint32_t *pu32Num, const IndexNode *pstNode) {
+    if (*pu32Num >= *pu32Max) {
+        void *pvNodes = *ppstNodes;
+        const int32_t s32Grown = SvrIndexGrow(&pvNodes, pu32Max, pu32Num, sizeof(IndexNode), SVR_INDEX_STEP);
+        *ppstNodes = static_cast<IndexNode *>(pvNodes);
+        if (s32Grown != 0) {
+            return -1;
+        }
+    }
+    (*ppstNodes)[(*pu32Num)++] = *pstNode;
+    return 0;
+}
+
 int SvrIndexCompareStart(const void *pvLeft, const void *pvRight) {
     if (pvLeft == nullptr || pvRight == nullptr) {
         return 0;
@@ -42,10 +55,20 @@ void SvrIndexSort(void *pvNodes, uint32_t u32Num, uint32_t u32NodeSize, int (*pf
     }
 }
 
-uint32_t SvrIndexSeek(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts) {
+// By the distance to the start: the end itself may be beyond 64 bits.
+static bool IndexEndsBefore(const IndexNode *pstNode, int64_t s64Pts) {
+    return s64Pts > pstNode->s64StartPts &&
+           static_cast<uint64_t>(s64Pts) - static_cast<uint64_t>(pstNode->s64StartPts) > pstNode->u32Duration;
+}
+
+int32_t SvrIndexSeek(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts, uint32_t *pu32Cur) {
     uint32_t i = 0;
-    while (i < u32Num && s64Pts > pstNodes[i].s64StartPts + static_cast<int64_t>(pstNodes[i].u32Duration)) {
+    while (s64Pts != 0 && i < u32Num && IndexEndsBefore(&pstNodes[i], s64Pts)) {
         i++;
     }
-    return i;
+    if (i == u32Num) {
+        return -1;
+    }
+    *pu32Cur = i;
+    return 0;
 }

@@ -71,8 +71,12 @@ void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, Text
 }
 
 uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel) {
-    const int32_t s32CodeType = SvrSubIdentifyCodeType(pstHead->hUrl, pstHead->pstProtocol, pstHead->hCharset,
-                                                       pstHead->pstCharsetOps, pstTraits->pstEntry->s32CodeTypeHint);
+    return SvrTextIdentifyHinted(pszFunc, pstHead, pstTraits->pstEntry->s32CodeTypeHint, s32UnknownLevel);
+}
+
+uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s32Hint, int32_t s32UnknownLevel) {
+    const int32_t s32CodeType =
+        SvrSubIdentifyCodeType(pstHead->hUrl, pstHead->pstProtocol, pstHead->hCharset, pstHead->pstCharsetOps, s32Hint);
     if (s32CodeType == -1) {
         PlayerPrintf(s32UnknownLevel, pszFunc, __LINE__, "WARNING! Unknow CodeType!");
         return 0;
@@ -109,6 +113,15 @@ int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t
     }
     *ppu8Text = pstBuf->pu8Text;
     return SvrTextTranscode(pstHead, u32CodeType, pu8Line, s32LineLen, pstBuf, ps32TextLen) == -1 ? -1 : 0;
+}
+
+void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode) {
+    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
+    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE;
+    pstFrame->u32Reserved = 0;
+    pstFrame->s64Pts = pstNode->s64StartPts;
+    pstFrame->s64Pos = pstNode->s64Offset;
+    pstFrame->u32Duration = pstNode->u32Duration;
 }
 
 int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo) {

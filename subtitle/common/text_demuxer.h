@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/check.h"
+#include "subtitle/common/cue_index.h"
 
 // First member of every text demuxer's handle.
 struct TextHead {
@@ -68,6 +69,9 @@ void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, Text
 // The file's code type, 0 when it cannot be told; find-stream and a change of code type warn at levels of their own.
 uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel);
 
+// The same with a hint of the caller's own.
+uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s32Hint, int32_t s32UnknownLevel);
+
 // Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.
 int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
                          const TextBuf *pstBuf, int32_t *ps32OutLen);
@@ -76,6 +80,9 @@ int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const ui
 // -1 when it cannot be converted.
 int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8Line, int32_t s32LineLen,
                     const TextBuf *pstBuf, const uint8_t **ppu8Text, int32_t *ps32TextLen);
+
+// Stream, times and position of a cue of the only stream.
+void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode);
 
 // The slots that need nothing of a format's own.
 int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo);

@@ -170,12 +170,7 @@ static int32_t SrtDemuxerReadTransCodeFrame(SrtDemuxerHdl *pstHdl, const IndexNo
 }
 
 static void SrtFillFrame(const SrtDemuxerHdl *pstHdl, const IndexNode *pstNode, FmtFrame *pstFrame) {
-    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
-    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE;
-    pstFrame->u32Reserved = 0;
-    pstFrame->s64Pts = pstNode->s64StartPts;
-    pstFrame->s64Pos = pstNode->s64Offset;
-    pstFrame->u32Duration = pstNode->u32Duration;
+    SvrTextFillFrame(pstFrame, pstNode);
     const IndexNode *pstNext = pstNode + 1;
     if (pstNode->u32Duration == SUB_DURATION_UNKNOWN && pstHdl->u32CurIndex + 1 < pstHdl->u32IndexNum &&
         pstNext->s64StartPts > pstNode->s64StartPts) {
@@ -297,12 +292,7 @@ static int32_t SrtDemuxerSeekPts(void *hFmt, int32_t, int64_t s64Pts) {
     SVR_RETURN_UNLESS(pstHdl->stHead.bFileOpen != 0, __func__, "file not open");
     SVR_RETURN_UNLESS(pstHdl->u32IndexNum != 0, __func__, "srt node num is 0");
     SVR_RETURN_UNLESS(pstHdl->pstSrtIndexNodeList != nullptr, __func__, "pstSrtIndexNodeList is null");
-    const uint32_t u32Found = s64Pts == 0 ? 0 : SvrIndexSeek(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, s64Pts);
-    if (u32Found == pstHdl->u32IndexNum) {
-        return -1;
-    }
-    pstHdl->u32CurIndex = u32Found;
-    return 0;
+    return SvrIndexSeek(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, s64Pts, &pstHdl->u32CurIndex);
 }
 
 static int64_t SrtDemuxerSeekPos(void *, int32_t, int64_t) {

@@ -1,37 +1,16 @@
 // SubRip file to cue index: a time line opens a cue, an empty line closes it. The index keeps where the text stands,
 // not the text.
-#include "subtitle/common/line_reader.h"
 #include "subtitle/srt/srt_demuxer.h"
 
-#include "platform/text/ascii.h"
+#include "subtitle/common/clock_scan.h"
+#include "subtitle/common/line_reader.h"
 
-// Reads "hh:mm:ss,mmm" with two digits at most in each of the first three fields and three in the last. Fields are not
-// range-checked. Returns the place after it, or null.
-static const uint8_t *SrtScanTime(const uint8_t *pu8Text, const uint8_t *pu8End, int64_t *ps64Time) {
-    static const int64_t s_as64Unit[] = {3600000, 60000, 1000, 1};
-    *ps64Time = 0;
-    for (int32_t i = 0; i < 4; i++) {
-        int32_t s32Field = 0;
-        pu8Text = SvrScanInt(pu8Text, pu8End, i < 3 ? 2 : 3, &s32Field);
-        if (pu8Text == nullptr) {
-            return nullptr;
-        }
-        *ps64Time += s32Field * s_as64Unit[i];
-        if (i == 3) {
-            break;
-        }
-        const bool bBeforeMs = i == 2;
-        if (pu8Text == pu8End || (*pu8Text != ':' && !(bBeforeMs && (*pu8Text == ',' || *pu8Text == '.')))) {
-            return nullptr;
-        }
-        pu8Text++;
-    }
-    return pu8Text;
-}
+// "hh:mm:ss,mmm"
+static constexpr ClockForm s_stSrtClock = {3, 1, ",.:"};
 
 bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
     const uint8_t *pu8End = pu8Text + s32Len;
-    pu8Text = SrtScanTime(pu8Text, pu8End, ps64Start);
+    pu8Text = SvrScanClock(pu8Text, pu8End, &s_stSrtClock, ps64Start);
     if (pu8Text == nullptr) {
         return false;
     }
@@ -39,7 +18,7 @@ bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start,
     if (pu8End - pu8Text < 3 || pu8Text[0] != '-' || pu8Text[1] != '-' || pu8Text[2] != '>') {
         return false;
     }
-    return SrtScanTime(pu8Text + 3, pu8End, ps64End) != nullptr;
+    return SvrScanClock(pu8Text + 3, pu8End, &s_stSrtClock, ps64End) != nullptr;
 }
 
 // Whether the line in au8LineBuf is a time line.
@@ -76,22 +55,13 @@ static void SrtCloseCue(SrtDemuxerHdl *pstHdl, bool *pbPending, int64_t s64Cur, 
 }
 
 static int32_t SrtAddCue(SrtDemuxerHdl *pstHdl, int64_t s64Start, int64_t s64End, int64_t s64Offset) {
-    if (pstHdl->u32IndexNum >= pstHdl->u32MaxIndexNum) {
-        void *pvNodes = pstHdl->pstSrtIndexNodeList;
-        const int32_t s32Grown =
-            SvrIndexGrow(&pvNodes, &pstHdl->u32MaxIndexNum, &pstHdl->u32IndexNum, sizeof(IndexNode), SVR_INDEX_STEP);
-        pstHdl->pstSrtIndexNodeList = static_cast<IndexNode *>(pvNodes);
-        if (s32Grown != 0) {
-            return -1;
-        }
-    }
-    pstHdl->pstSrtIndexNodeList[pstHdl->u32IndexNum++] = {
+    const IndexNode stNode = {
         .s64StartPts = s64Start,
         .s64Offset = s64Offset,
         .s32Size = 0,
         .u32Duration = s64End >= s64Start ? static_cast<uint32_t>(s64End - s64Start) : SUB_DURATION_UNKNOWN,
     };
-    return 0;
+    return SvrIndexAppend(&pstHdl->pstSrtIndexNodeList, &pstHdl->u32MaxIndexNum, &pstHdl->u32IndexNum, &stNode);
 }
 
 static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {

@@ -3,6 +3,7 @@
 
 #include "charset/pell_charset.h"
 #include "tools/pellsub/charset_watch.h"
+#include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/exit_codes.h"
 #include "tools/pellsub/file_url.h"
 #include "tools/pellsub/plugin_host.h"
@@ -111,16 +112,19 @@ static bool IsInWindow(const RunOptions &options, const Cue &cue) {
 }
 
 static void NoteText(const Cue &cue, Findings &findings) {
-    if (cue.text) {
-        findings.notUtf8 += IsUtf8(*cue.text) ? 0u : 1u;
-        findings.replaced += cue.text->find("\xEF\xBF\xBD") != std::string::npos ? 1u : 0u;
+    if (cue.raw) {
+        findings.notUtf8 += IsUtf8(*cue.raw) ? 0u : 1u;
+        findings.replaced += cue.raw->find("\xEF\xBF\xBD") != std::string::npos ? 1u : 0u;
     }
 }
 
 static void ReadStream(const RunOptions &options, PluginFile &file, FileFacts &facts, StreamFacts &stream, Output &out,
                        Findings &findings) {
+    const AssFields fields = AssFieldsOf(stream.header);
     Cue cue;
     while (NextCue(file, stream, cue)) {
+        CompleteCue(file.format, fields, facts.raw, cue);
+        stream.blankCues += cue.raw && IsBlank(cue.text) ? 1u : 0u;
         NoteText(cue, findings);
         if (options.writer->cue != nullptr && facts.signal == 0 && IsInWindow(options, cue)) {
             options.writer->cue(out, facts, cue);
@@ -184,7 +188,7 @@ static void ComplainAll(const FileFacts &facts) {
 
 int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &name, Output &out) {
     FileFacts facts{.name = name};
-    facts.raw = !options.converter;
+    facts.raw = options.raw || !options.converter; // the rules of a format are for text in a known encoding
     FileUrl url{.url = name};
     PluginFile file;
     facts.error = options.url ? std::nullopt : FindFile(name, url);

@@ -12,6 +12,7 @@ struct RunOptions {
     const ReportWriter *writer = nullptr;
     bool url = false; // files are URLs in the plug-in's own grammar
     bool converter = true;
+    bool raw = false;     // text as delivered, not made readable
     bool json = false;    // what is written can only hold UTF-8
     int32_t encoding = 0; // code type to read files in; 0: identify it
     std::string encodingName;

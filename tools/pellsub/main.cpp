@@ -44,7 +44,16 @@ static constexpr const char *kAboutInfo = "Example: pellsub info movie.en.srt\n"
 static constexpr const char *kAboutDump =
     "TIME is seconds, mm:ss or h:mm:ss, with decimals: 90, 1:30 and 0:01:30.000 are the same.\n"
     "Example: pellsub dump --from 10:00 --to 12:30 --as json movie.en.srt\n"
-    "writes the cues shown between these times as one JSON document.\n";
+    "writes the cues shown between these times as one JSON document.\n"
+    "\n"
+    "Text is made readable: SAMI without tags, comments and empty lines, its entities as characters; of ASS\n"
+    "only the texts of the events, without override blocks and drawings. A cue with nothing left to read,\n"
+    "such as SAMI clears the screen with, is not shown. --raw and --no-converter show every cue as delivered.\n"
+    "\n"
+    "JSON has every cue: \"text\" is the readable text and \"raw\" the delivered one, or null where they are\n"
+    "the same. A cue of ASS also has \"events\": for each line its fields, named as the header names them\n"
+    "(margin_l for MarginL; null where the line ends early), and the line itself as \"raw\". The header is the\n"
+    "stream's \"header\"; in JSON lines it is an object of its own before the cues.\n";
 
 // --- definition ----------------------------------------------------------------------------------------------------
 
@@ -89,6 +98,7 @@ static void DefineCommandLine(CLI::App &app, CommandLine &line) {
     AddCommonOptions(dump, line);
     AddValue(dump, "--from", line.from, "TIME", "Only cues that are still shown at this time or later");
     AddValue(dump, "--to", line.to, "TIME", "Only cues that begin at this time or earlier");
+    dump->add_flag("--raw", line.run.raw, "Write text exactly as the plug-in delivers it");
 }
 
 // --- values --------------------------------------------------------------------------------------------------------

@@ -113,6 +113,9 @@ static StreamFacts DescribeStream(const SubStreamInfo &info) {
     facts.title = FieldText(info.aszTitle);
     facts.width = info.u16Width;
     facts.height = info.u16Height;
+    if (NameOfFormat(info.u32Format).textual && info.pu8ExtraData != nullptr) {
+        facts.header.assign(reinterpret_cast<const char *>(info.pu8ExtraData), info.u32ExtraDataSize);
+    }
     return facts;
 }
 
@@ -155,7 +158,7 @@ static Cue CueOf(const FmtFrame &frame, const FormatName &format) {
         cue.endMs = frame.s64Pts + static_cast<int64_t>(frame.u32Duration);
     }
     if (format.textual) {
-        cue.text = FrameText(frame, format.endsAtNul);
+        cue.raw = FrameText(frame, format.endsAtNul);
     }
     return cue;
 }

@@ -13,12 +13,25 @@ struct Problem {
     std::string message;
 };
 
+struct CueField {
+    std::string name;
+    std::optional<std::string> value; // nothing: the line ends before it
+};
+
+// An event line of ASS.
+struct CueEvent {
+    std::vector<CueField> fields; // in the order of the header
+    std::string raw;              // the whole line
+};
+
 struct Cue {
     int stream = 0;
     int64_t startMs = 0;
-    std::optional<int64_t> endMs;    // nothing: not known
-    std::optional<std::string> text; // nothing: a picture
-    uint32_t bytes = 0;              // as delivered
+    std::optional<int64_t> endMs;                // nothing: not known
+    std::optional<std::string> raw;              // the text as delivered; nothing: a picture
+    std::string text;                            // the same as it is read
+    std::optional<std::vector<CueEvent>> events; // one for each line of it; nothing: the format has none
+    uint32_t bytes = 0;                          // as delivered
 };
 
 struct StreamFacts {
@@ -28,7 +41,9 @@ struct StreamFacts {
     std::string title;
     int width = 0;
     int height = 0;
+    std::string header;       // text that belongs to all cues (ASS)
     uint64_t cues = 0;        // delivered
+    uint64_t blankCues = 0;   // of these, the ones with nothing to read
     uint64_t failedReads = 0; // not delivered
     std::optional<int64_t> firstMs;
     std::optional<int64_t> lastMs; // the last end; for cues without one, the last start
@@ -40,7 +55,7 @@ struct FileFacts {
     const char *format = nullptr;      // null: none found
     const char *formatTitle = nullptr; // the format's name in full
     bool textual = false;
-    bool raw = false;                   // the text is wanted as it stands in the file
+    bool raw = false;                   // the text is wanted as delivered
     std::string encoding;               // empty: not known
     const char *encodingKind = nullptr; // how it was found, for programs; null: not found
     const char *encodingHow = nullptr;  // the same for people

@@ -2,7 +2,9 @@
 // large file needs no more memory than a small one.
 #include "tools/pellsub/report.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 using Json = nlohmann::ordered_json;
@@ -42,8 +44,15 @@ static Json StreamJson(const StreamFacts &stream) {
                 {"height", NumberOrNull(stream.height)}};
 }
 
+static Json DumpedStreamJson(const StreamFacts &stream) {
+    Json json = StreamJson(stream);
+    json["header"] = TextOrNull(stream.header);
+    return json;
+}
+
 static Json CountedStreamJson(const StreamFacts &stream) {
     Json json = StreamJson(stream);
+    json["header_bytes"] = NumberOrNull(static_cast<int>(stream.header.size()));
     json["cues"] = stream.cues;
     json["failed_reads"] = stream.failedReads;
     json["first_ms"] = OrNull(stream.firstMs);
@@ -74,10 +83,28 @@ static void AddProblems(Json &json, const FileFacts &facts) {
     json["error"] = facts.error ? ProblemJson(*facts.error) : Json();
 }
 
+// The line comes last, so that it stays even where the header has a field of that name.
+static Json EventJson(const CueEvent &event) {
+    Json json = Json::object();
+    for (const CueField &field : event.fields) {
+        json[field.name] = OrNull(field.value);
+    }
+    json["raw"] = event.raw;
+    return json;
+}
+
+// "raw" is null where the text to read is the text as delivered.
 static Json CueJson(const Cue &cue) {
-    Json json{
-        {"stream", cue.stream}, {"start_ms", cue.startMs}, {"end_ms", OrNull(cue.endMs)}, {"text", OrNull(cue.text)}};
-    if (!cue.text) {
+    Json json{{"stream", cue.stream},
+              {"start_ms", cue.startMs},
+              {"end_ms", OrNull(cue.endMs)},
+              {"text", cue.raw ? Json(cue.text) : Json()},
+              {"raw", cue.raw == cue.text ? Json() : OrNull(cue.raw)}};
+    if (cue.events) {
+        json["events"] = Json::array();
+        std::transform(cue.events->begin(), cue.events->end(), std::back_inserter(json["events"]), EventJson);
+    }
+    if (!cue.raw) {
         json["bytes"] = cue.bytes;
     }
     return json;
@@ -114,7 +141,7 @@ static void DumpBeginFile(Output &out, const FileFacts &facts) {
     NextFile(out);
     out.anyCue = false;
     Json json = HeadJson(facts);
-    json["streams"] = StreamsJson(facts, StreamJson);
+    json["streams"] = StreamsJson(facts, DumpedStreamJson);
     Put(out, fmt::format("{{{},\"cues\":[", Members(json)));
 }
 
@@ -135,6 +162,14 @@ static void PutLine(const Output &out, const FileFacts &facts, const Json &rest)
     Put(out, fmt::format("{}\n", Dumped(json)));
 }
 
+static void LineBeginFile(Output &out, const FileFacts &facts) {
+    for (const StreamFacts &stream : facts.streams) {
+        if (!stream.header.empty() && !facts.error) {
+            PutLine(out, facts, Json{{"stream", stream.number}, {"header", stream.header}});
+        }
+    }
+}
+
 static void LineCue(Output &out, const FileFacts &facts, const Cue &cue) {
     PutLine(out, facts, CueJson(cue));
 }
@@ -151,4 +186,4 @@ static void LineEndFile(Output &out, const FileFacts &facts) {
 const ReportWriter kInfoJson = {.begin = DocumentBegin, .endFile = InfoEndFile, .end = DocumentEnd};
 const ReportWriter kDumpJson = {
     .begin = DocumentBegin, .beginFile = DumpBeginFile, .cue = DumpCue, .endFile = DumpEndFile, .end = DocumentEnd};
-const ReportWriter kDumpJsonLines = {.cue = LineCue, .endFile = LineEndFile};
+const ReportWriter kDumpJsonLines = {.beginFile = LineBeginFile, .cue = LineCue, .endFile = LineEndFile};

@@ -1,6 +1,7 @@
 // Facts and cues to text for people.
 #include "tools/pellsub/report.h"
 
+#include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/time_text.h"
 
 #include <fmt/format.h>
@@ -16,6 +17,7 @@ static void PutStream(const Output &out, const StreamFacts &stream) {
     PutField(out, "    ", "language", stream.language);
     PutField(out, "    ", "title", stream.title);
     PutField(out, "    ", "size", stream.width > 0 ? fmt::format("{}x{}", stream.width, stream.height) : "");
+    PutField(out, "    ", "header", stream.header.empty() ? "" : fmt::format("{} bytes", stream.header.size()));
     PutField(out, "    ", "cues", fmt::format("{}", stream.cues));
     if (stream.failedReads > 0) {
         PutField(out, "    ", "failed", fmt::format("{} reads", stream.failedReads));
@@ -65,31 +67,17 @@ static void PutStreamHeading(Output &out, const FileFacts &facts, int number) {
     out.lastStream = number;
 }
 
-// Line ends at the end of a cue are layout, as is the empty line that follows it here; inside it each is one line feed,
-// whatever the file has, unless that is wanted as it is.
-static std::string PlainLines(std::string_view text, bool raw) {
-    text = text.substr(0, text.find_last_not_of("\r\n") + 1);
-    if (raw) {
-        return std::string(text);
-    }
-    std::string lines;
-    lines.reserve(text.size());
-    for (size_t i = 0; i < text.size(); i++) {
-        const bool beforeLineFeed = text[i] == '\r' && text[i + 1] == '\n'; // a CR is never last here
-        if (!beforeLineFeed) {
-            lines += text[i] == '\r' ? '\n' : text[i];
-        }
-    }
-    return lines;
-}
-
+// An empty line follows each cue. One with nothing to read is left out, unless all is wanted as delivered: it only
+// clears the screen.
 static void DumpCue(Output &out, const FileFacts &facts, const Cue &cue) {
     if (cue.stream != out.lastStream) {
         PutStreamHeading(out, facts, cue.stream);
     }
-    const std::string text =
-        cue.text ? PlainLines(*cue.text, facts.raw) : fmt::format("[picture, {} bytes]", cue.bytes);
-    Put(out, fmt::format("{}\n{}{}\n", SpanText(cue.startMs, cue.endMs), text, text.empty() ? "" : "\n"));
+    const std::string text = cue.raw ? cue.text : fmt::format("[picture, {} bytes]", cue.bytes);
+    if (facts.raw || !IsBlank(text)) {
+        const bool lineEnded = text.empty() || text.back() == '\n';
+        Put(out, fmt::format("{}\n{}{}\n", SpanText(cue.startMs, cue.endMs), text, lineEnded ? "" : "\n"));
+    }
 }
 
 const ReportWriter kInfoText = {.endFile = InfoEndFile};

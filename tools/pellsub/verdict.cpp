@@ -82,6 +82,17 @@ static void WarnOfText(const Asked &asked, const Findings &findings, FileFacts &
     }
 }
 
+// Without this, text output that stays empty would look like a mistake of the tool.
+static void WarnOfBlankStreams(FileFacts &facts) {
+    for (const StreamFacts &stream : facts.streams) {
+        if (stream.cues > 0 && stream.blankCues == stream.cues) {
+            facts.warnings.push_back(
+                {"no_text", fmt::format("stream {}: nothing to read in its {}; dump --raw shows what is delivered",
+                                        stream.number, CuesText(stream.cues))});
+        }
+    }
+}
+
 void Judge(const Asked &asked, const Findings &findings, FileFacts &facts) {
     facts.error = WhyNothing(facts, findings);
     if (facts.error) {
@@ -93,6 +104,7 @@ void Judge(const Asked &asked, const Findings &findings, FileFacts &facts) {
     }
     WarnOfEncoding(asked, facts);
     WarnOfText(asked, findings, facts);
+    WarnOfBlankStreams(facts);
 }
 
 Problem Interrupted(const Findings &findings) {

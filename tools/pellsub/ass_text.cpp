@@ -1,0 +1,172 @@
+// ASS and SSA event lines to their fields, and to the text that a person reads.
+#include "tools/pellsub/ass_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+#include <optional>
+#include <strings.h>
+
+static constexpr const char *kUsualFields = "Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text";
+
+static constexpr std::string_view kDialogue = "Dialogue:";
+
+static const struct {
+    std::string_view escape;
+    const char *text;
+} kEscapes[] = {{"\\N", "\n"}, {"\\n", "\n"}, {"\\h", "\xC2\xA0"}};
+
+// --- lines and fields ----------------------------------------------------------------------------------------------
+
+static std::string_view TakeUpTo(std::string_view &text, const char *ends) {
+    const size_t end = std::min(text.find_first_of(ends), text.size());
+    const std::string_view taken = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return taken;
+}
+
+static std::string_view Trimmed(std::string_view text) {
+    const size_t begin = text.find_first_not_of(" \t");
+    return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+}
+
+static bool BeginsWith(std::string_view text, std::string_view front) {
+    return text.size() >= front.size() && strncasecmp(text.data(), front.data(), front.size()) == 0;
+}
+
+// What follows "Dialogue:", wherever in the line that is.
+static std::optional<std::string_view> AfterDialogue(std::string_view line) {
+    const auto equal = [](unsigned char a, unsigned char b) {
+        return std::tolower(a) == std::tolower(b);
+    };
+    const auto found = std::search(line.begin(), line.end(), kDialogue.begin(), kDialogue.end(), equal);
+    if (found == line.end()) {
+        return std::nullopt;
+    }
+    return line.substr(static_cast<size_t>(found - line.begin()) + kDialogue.size());
+}
+
+// "MarginL" to "margin_l".
+static std::string SnakeCase(std::string_view name) {
+    std::string snake;
+    bool afterLower = false;
+    for (const char ch : name) {
+        const unsigned char byte = static_cast<unsigned char>(ch);
+        snake += afterLower && std::isupper(byte) != 0 ? "_" : "";
+        snake += std::isspace(byte) != 0 ? '_' : static_cast<char>(std::tolower(byte));
+        afterLower = std::islower(byte) != 0 || std::isdigit(byte) != 0;
+    }
+    return snake;
+}
+
+static AssFields FieldsNamed(std::string_view names) {
+    AssFields fields;
+    while (!names.empty()) {
+        fields.names.push_back(SnakeCase(Trimmed(TakeUpTo(names, ","))));
+    }
+    const auto text = std::find(fields.names.begin(), fields.names.end(), "text");
+    fields.text = static_cast<size_t>(text - fields.names.begin()) - (text == fields.names.end() ? 1 : 0);
+    return fields;
+}
+
+AssFields AssFieldsOf(std::string_view header) {
+    static constexpr std::string_view format = "Format:";
+    std::string_view names = kUsualFields;
+    bool events = false;
+    while (!header.empty()) {
+        const std::string_view line = Trimmed(TakeUpTo(header, "\r\n"));
+        events = BeginsWith(line, "[") ? BeginsWith(line, "[Events]") : events;
+        if (events && BeginsWith(line, format) && line.size() > format.size()) {
+            names = line.substr(format.size());
+        }
+    }
+    return FieldsNamed(names);
+}
+
+// The last field takes the rest as it is; blanks around the others are layout.
+static AssEvent EventOf(const AssFields &fields, std::string_view line) {
+    AssEvent event{line, {}};
+    auto rest = AfterDialogue(line);
+    while (rest && event.values.size() + 1 < fields.names.size() && rest->find(',') != std::string_view::npos) {
+        event.values.push_back(Trimmed(TakeUpTo(*rest, ",")));
+    }
+    if (rest) {
+        const bool last = event.values.size() + 1 == fields.names.size();
+        event.values.push_back(last ? *rest : Trimmed(*rest));
+    }
+    return event;
+}
+
+std::vector<AssEvent> AssEventsOf(const AssFields &fields, std::string_view frame) {
+    std::vector<AssEvent> events;
+    while (!frame.empty()) {
+        const std::string_view line = TakeUpTo(frame, "\r\n");
+        if (!line.empty()) {
+            events.push_back(EventOf(fields, line));
+        }
+    }
+    return events;
+}
+
+// --- text ----------------------------------------------------------------------------------------------------------
+
+// Whether what follows an override block is a drawing: \p1 and above begin one, \p0 ends it. \pos and the like only
+// look similar.
+static bool DrawsAfter(std::string_view block, bool drawing) {
+    for (size_t at = block.find("\\p"); at != std::string_view::npos; at = block.find("\\p", at + 2)) {
+        const std::string_view scale = block.substr(at + 2);
+        const size_t digits = std::min(scale.find_first_not_of("0123456789"), scale.size());
+        if (digits > 0 || scale.empty() || scale.front() == '\\') {
+            drawing = scale.substr(0, digits).find_first_not_of('0') != std::string_view::npos;
+        }
+    }
+    return drawing;
+}
+
+// Appends what the front of the text stands for and gives its size.
+static size_t AppendCharacter(std::string_view text, std::string &plain) {
+    const auto row = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                  [=](const auto &r) { return text.starts_with(r.escape); });
+    if (row != std::end(kEscapes)) {
+        plain += row->text;
+        return row->escape.size();
+    }
+    plain += text.front();
+    return 1;
+}
+
+// A block that does not end is text.
+static std::string PlainText(std::string_view text) {
+    std::string plain;
+    std::string drawn;
+    bool drawing = false;
+    while (!text.empty()) {
+        const size_t end = text.front() == '{' ? text.find('}') : std::string_view::npos;
+        if (end != std::string_view::npos) {
+            drawing = DrawsAfter(text.substr(1, end - 1), drawing);
+            text.remove_prefix(end + 1);
+        } else {
+            text.remove_prefix(AppendCharacter(text, drawing ? drawn : plain));
+        }
+    }
+    const size_t begin = std::min(plain.find_first_not_of('\n'), plain.size());
+    return plain.substr(begin, plain.find_last_not_of('\n') + 1 - begin);
+}
+
+// A line that is no event is shown as it is.
+static std::string_view ShownPart(const AssFields &fields, const AssEvent &event) {
+    if (event.values.empty()) {
+        return event.line;
+    }
+    return fields.text < event.values.size() ? event.values[fields.text] : "";
+}
+
+std::string AssText(const AssFields &fields, std::string_view frame) {
+    std::string texts;
+    for (const AssEvent &event : AssEventsOf(fields, frame)) {
+        const std::string text = PlainText(ShownPart(fields, event));
+        texts += !texts.empty() && !text.empty() ? "\n" : "";
+        texts += text;
+    }
+    return texts;
+}

@@ -1,0 +1,28 @@
+// ASS and SSA event lines to their fields, and to the text that a person reads.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The fields of an event line, as the header names them.
+struct AssFields {
+    std::vector<std::string> names; // in order, as in "margin_l"
+    size_t text = 0;                // which of them is shown
+};
+
+struct AssEvent {
+    std::string_view line;                // as delivered, without its line end
+    std::vector<std::string_view> values; // for the fields, in order; fewer when the line ends early
+};
+
+// Takes the last "Format:" line of the header's [Events] section; without one, the usual fields.
+AssFields AssFieldsOf(std::string_view header);
+
+// The event lines of a frame, as parts of it.
+std::vector<AssEvent> AssEventsOf(const AssFields &fields, std::string_view frame);
+
+// The texts of the frame's events, one below the other: override blocks and drawings go, \N, \n and \h become what they
+// stand for.
+std::string AssText(const AssFields &fields, std::string_view frame);

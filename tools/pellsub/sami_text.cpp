@@ -1,0 +1,165 @@
+// SAMI text as delivered to the text that a person reads.
+#include "tools/pellsub/sami_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <strings.h>
+
+struct Entity {
+    const char *name;
+    const char *text;
+};
+
+static const Entity kEntities[] = {
+    {"nbsp", "\xC2\xA0"}, {"amp", "&"}, {"lt", "<"}, {"gt", ">"}, {"quot", "\""}, {"apos", "'"},
+};
+
+// Numbers 128 to 159 are meant as in WINDOWS-1252, where these characters are. 0: there is none.
+static const uint16_t kWindowsCharacters[32] = {0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                                0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
+                                                0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                                0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+
+static const char *const kLineEndTags[] = {"br", "p", "div", "sync"};
+
+static bool IsLetter(char ch) {
+    return std::isalpha(static_cast<unsigned char>(ch)) != 0;
+}
+
+static bool IsLetterOrDigit(char ch) {
+    return std::isalnum(static_cast<unsigned char>(ch)) != 0;
+}
+
+static bool EqualNoCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+static std::string_view TakeWhile(std::string_view text, bool (*belongs)(char)) {
+    const auto end = std::find_if_not(text.begin(), text.end(), belongs);
+    return text.substr(0, static_cast<size_t>(end - text.begin()));
+}
+
+// --- entities ------------------------------------------------------------------------------------------------------
+
+static void AppendUtf8(uint32_t value, std::string &out) {
+    const int following = value < 0x80 ? 0 : (value < 0x800 ? 1 : (value < 0x10000 ? 2 : 3));
+    static const uint32_t leads[] = {0, 0xC0, 0xE0, 0xF0};
+    out += static_cast<char>(leads[following] | value >> (6 * following));
+    for (int i = following - 1; i >= 0; i--) {
+        out += static_cast<char>(0x80 | (value >> (6 * i) & 0x3F));
+    }
+}
+
+// The character that a number stands for. 0: none. Control characters but for tab and line end stand for nothing.
+static uint32_t NumberedCharacter(std::string_view number) {
+    const bool hexadecimal = !number.empty() && (number.front() == 'x' || number.front() == 'X');
+    number.remove_prefix(hexadecimal ? 1 : 0);
+    uint32_t value = 0;
+    const auto parsed = std::from_chars(number.data(), number.data() + number.size(), value, hexadecimal ? 16 : 10);
+    if (parsed.ec != std::errc() || parsed.ptr != number.data() + number.size()) {
+        return 0;
+    }
+    if (value >= 0x80 && value <= 0x9F) {
+        return kWindowsCharacters[value - 0x80];
+    }
+    const bool control = (value < 0x20 && value != '\t' && value != '\n' && value != '\r') || value == 0x7F;
+    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+    return control || surrogate || value > 0x10FFFF ? 0 : value;
+}
+
+static bool AppendEntity(std::string_view name, bool numbered, std::string &out) {
+    if (numbered) {
+        const uint32_t value = NumberedCharacter(name);
+        if (value != 0) {
+            AppendUtf8(value, out);
+        }
+        return value != 0;
+    }
+    const auto row = std::find_if(std::begin(kEntities), std::end(kEntities),
+                                  [&](const Entity &entity) { return EqualNoCase(entity.name, name); });
+    out += row != std::end(kEntities) ? row->text : "";
+    return row != std::end(kEntities);
+}
+
+// Takes the entity at the front of the text and gives its size. 0: there is none. Many files leave out the semicolon.
+static size_t TakeEntity(std::string_view text, std::string &out) {
+    const bool numbered = text.substr(1).starts_with('#');
+    const size_t begin = numbered ? 2 : 1;
+    const std::string_view name = TakeWhile(text.substr(begin), IsLetterOrDigit);
+    const size_t end = begin + name.size();
+    if (!AppendEntity(name, numbered, out)) {
+        return 0;
+    }
+    return end + (text.substr(end).starts_with(';') ? 1 : 0);
+}
+
+// --- tags ----------------------------------------------------------------------------------------------------------
+
+// The size of the tag or comment at the front of the text. 0: there is none, or it does not end.
+static size_t MarkupSize(std::string_view text) {
+    const bool comment = text.starts_with("<!--");
+    const char second = text.size() > 1 ? text[1] : ' ';
+    if (!IsLetter(second) && second != '/' && second != '!' && second != '?') {
+        return 0;
+    }
+    const std::string_view closing = comment ? "-->" : ">";
+    const size_t end = text.find(closing, comment ? 4 : 1);
+    return end == std::string_view::npos ? 0 : end + closing.size();
+}
+
+static bool EndsLine(std::string_view tag) {
+    tag.remove_prefix(tag.starts_with("</") ? 2 : 1);
+    const std::string_view name = TakeWhile(tag, IsLetterOrDigit);
+    return std::any_of(std::begin(kLineEndTags), std::end(kLineEndTags),
+                       [=](const char *ending) { return EqualNoCase(ending, name); });
+}
+
+static size_t TakeMarkup(std::string_view text, std::string &out) {
+    const size_t size = MarkupSize(text);
+    out += size > 0 && EndsLine(text.substr(0, size)) ? "\n" : "";
+    return size;
+}
+
+// --- lines ---------------------------------------------------------------------------------------------------------
+
+// The last of the blanks is as wide as a Chinese character.
+static std::string_view WithoutBlanks(std::string_view line) {
+    size_t sizeBefore = 0;
+    do {
+        sizeBefore = line.size();
+        for (const std::string_view blank : {" ", "\t", "\xC2\xA0", "\xE3\x80\x80"}) {
+            line.remove_prefix(line.starts_with(blank) ? blank.size() : 0);
+            line.remove_suffix(line.ends_with(blank) ? blank.size() : 0);
+        }
+    } while (line.size() != sizeBefore);
+    return line;
+}
+
+static std::string WithoutBlankLines(std::string_view text) {
+    std::string lines;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find_first_of("\r\n"), text.size());
+        const std::string_view line = WithoutBlanks(text.substr(0, end));
+        lines += !lines.empty() && !line.empty() ? "\n" : "";
+        lines += line;
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
+std::string SamiText(std::string_view text) {
+    std::string plain;
+    while (!text.empty()) {
+        const char ch = text.front();
+        size_t taken = ch == '<' ? TakeMarkup(text, plain) : (ch == '&' ? TakeEntity(text, plain) : 0);
+        if (taken == 0) {
+            plain += ch;
+            taken = 1;
+        }
+        text.remove_prefix(taken);
+    }
+    return WithoutBlankLines(plain);
+}
