@@ -198,3 +198,18 @@ TEST_F(SmiTest, AReadThatFailsCostsOneCue) {
     EXPECT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), -2);
     g_formatEntry.fmt_close(hFmt);
 }
+
+TEST_F(SmiTest, TheHeaderIsLookedThroughForFiftyThousandLines) {
+    for (const int s32Lines : {49999, 50000}) {
+        std::string strBytes = ".ONE {Name: One; lang: en-US;}\n";
+        for (int i = 1; i < s32Lines; i++) {
+            strBytes += i % 2 == 0 ? "\n" : "x\n"; // empty lines count
+        }
+        strBytes += ".TWO {Name: Two; lang: ko-KR;}\n<BODY>\n<SYNC Start=1000><P Class=ONE>\nHello\n";
+        void *hFmt = PlayerOpenBytes("a.smi", strBytes);
+        ASSERT_NE(hFmt, nullptr);
+        EXPECT_EQ(PlayerStream(hFmt, 1) != nullptr, s32Lines == 49999);
+        EXPECT_EQ(PlayerReadAll(hFmt).size(), 1u);
+        g_formatEntry.fmt_close(hFmt);
+    }
+}

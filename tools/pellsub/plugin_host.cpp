@@ -149,13 +149,19 @@ static std::string FrameText(const FmtFrame &frame, bool endsAtNul) {
     return std::string(data, endsAtNul ? strnlen(data, frame.u32DataLen) : frame.u32DataLen);
 }
 
+// A plug-in may tell any start.
+static int64_t EndOf(int64_t start, uint32_t duration) {
+    int64_t end = 0;
+    return __builtin_add_overflow(start, static_cast<int64_t>(duration), &end) ? INT64_MAX : end;
+}
+
 static Cue CueOf(const FmtFrame &frame, const FormatName &format) {
     Cue cue;
     cue.stream = frame.s32StreamIndex - SUB_STREAM_INDEX_BASE;
     cue.startMs = frame.s64Pts;
     cue.bytes = frame.u32DataLen;
     if (frame.u32Duration != SUB_DURATION_UNKNOWN) {
-        cue.endMs = frame.s64Pts + static_cast<int64_t>(frame.u32Duration);
+        cue.endMs = EndOf(frame.s64Pts, frame.u32Duration);
     }
     if (format.textual) {
         cue.raw = FrameText(frame, format.endsAtNul);
