@@ -7,6 +7,10 @@
 #include <random>
 #include <string>
 
+static TextSpan Span(const std::string &strText) {
+    return {reinterpret_cast<const uint8_t *>(strText.data()), static_cast<int32_t>(strText.size())};
+}
+
 // The patterns themselves. The second is narrower than the first, and is asked all the same.
 static bool Reference(const char *pszText, int64_t *ps64Start, int64_t *ps64End) {
     int a[8] = {};
@@ -26,10 +30,7 @@ static bool Reference(const char *pszText, int64_t *ps64Start, int64_t *ps64End)
 static void ExpectSame(const std::string &strText) {
     int64_t s64Start = 0, s64End = 0, s64RefStart = 0, s64RefEnd = 0;
     const bool bRef = Reference(strText.c_str(), &s64RefStart, &s64RefEnd);
-    ASSERT_EQ(SrtScanTimeLine(reinterpret_cast<const uint8_t *>(strText.data()), static_cast<int32_t>(strText.size()),
-                              &s64Start, &s64End),
-              bRef)
-        << strText;
+    ASSERT_EQ(SrtScanTimeLine(Span(strText), &s64Start, &s64End), bRef) << strText;
     if (bRef) {
         ASSERT_EQ(s64Start, s64RefStart) << strText;
         ASSERT_EQ(s64End, s64RefEnd) << strText;
@@ -60,10 +61,7 @@ TEST(SrtScanTest, KnownLines) {
     for (const auto &stRow : s_astRows) {
         int64_t s64Start = 0, s64End = 0;
         const std::string strText = stRow.pszText;
-        EXPECT_EQ(SrtScanTimeLine(reinterpret_cast<const uint8_t *>(strText.data()),
-                                  static_cast<int32_t>(strText.size()), &s64Start, &s64End),
-                  stRow.bTimeLine)
-            << strText;
+        EXPECT_EQ(SrtScanTimeLine(Span(strText), &s64Start, &s64End), stRow.bTimeLine) << strText;
         if (stRow.bTimeLine) {
             EXPECT_EQ(s64Start, stRow.s64Start) << strText;
             EXPECT_EQ(s64End, stRow.s64End) << strText;

@@ -24,12 +24,6 @@ enum AssState {
 
 enum AssNodeResult { ASS_NODE_ADDED, ASS_NODE_SKIPPED, ASS_NODE_FATAL };
 
-// A converted line: pointer and length, no terminator.
-struct AssText {
-    const uint8_t *pu8Text;
-    int32_t s32Len;
-};
-
 // What the line loop knows beside the handle.
 struct AssParser {
     AssState enState;
@@ -42,15 +36,6 @@ struct AssCursor {
     const uint8_t *pu8Cur;
     const uint8_t *pu8End;
 };
-
-static bool AssBeginsWith(AssText stText, const char *pszWord) {
-    return SvrBeginsWith(stText.pu8Text, stText.pu8Text + stText.s32Len, pszWord);
-}
-
-// The place behind the first occurrence of the word, or null.
-static const uint8_t *AssFindBehind(AssText stText, const char *pszWord) {
-    return SvrFindBehind(stText.pu8Text, stText.pu8Text + stText.s32Len, pszWord);
-}
 
 static int AssNodeCompare(const void *pvLeft, const void *pvRight) {
     const int s32Start = SvrIndexCompareStart(pvLeft, pvRight);
@@ -149,7 +134,7 @@ static int32_t AssHeaderGrow(AssDemuxerHdl *pstHdl, uint32_t u32Need) {
     return 0;
 }
 
-static int32_t AssHeaderStore(AssDemuxerHdl *pstHdl, AssText stText) {
+static int32_t AssHeaderStore(AssDemuxerHdl *pstHdl, TextSpan stText) {
     const uint32_t u32Len = static_cast<uint32_t>(stText.s32Len);
     const uint32_t u32Need = pstHdl->u32HeaderLen + u32Len;
     if (pstHdl->u32HeaderSize < u32Need && AssHeaderGrow(pstHdl, u32Need) != 0) {
@@ -164,8 +149,8 @@ static int32_t AssHeaderStore(AssDemuxerHdl *pstHdl, AssText stText) {
 }
 
 // The first line. A file that does not begin as it should is read all the same.
-static int32_t AssHeaderParseInit(AssDemuxerHdl *pstHdl, AssParser *pstParser, AssText stText) {
-    if (AssFindBehind(stText, "[Script Info]") == nullptr) {
+static int32_t AssHeaderParseInit(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText) {
+    if (SvrFindBehind(stText, "[Script Info]") == nullptr) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "missing [Script Info]!, not ass/ssa file!");
     }
     pstParser->enState = ASS_STATE_HEADER;
@@ -173,8 +158,8 @@ static int32_t AssHeaderParseInit(AssDemuxerHdl *pstHdl, AssParser *pstParser, A
 }
 
 // The line behind "[Events]".
-static int32_t AssHeaderParsEvent(AssDemuxerHdl *pstHdl, AssParser *pstParser, AssText stText) {
-    if (AssBeginsWith(stText, "Format:")) {
+static int32_t AssHeaderParsEvent(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText) {
+    if (SvrBeginsWith(stText, "Format:")) {
         pstParser->bFormatSeen = true;
         pstParser->enState = ASS_STATE_FORMAT;
     } else if (!pstParser->bFormatSeen) {
@@ -187,31 +172,32 @@ static int32_t AssHeaderParsEvent(AssDemuxerHdl *pstHdl, AssParser *pstParser, A
 }
 
 // A line among the events: an event, or one more line of the header.
-static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParser, AssText stText,
+static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText,
                                       int32_t s32StartPos) {
-    const uint8_t *pu8Fields = AssFindBehind(stText, "Dialogue:");
+    const uint8_t *pu8Fields = SvrFindBehind(stText, "Dialogue:");
     if (pu8Fields != nullptr) {
         pstParser->bNoEvent = false;
         pstParser->enState = ASS_STATE_DIALOGUE;
-        const AssCursor stCursor = {pu8Fields, stText.pu8Text + stText.s32Len};
+        const AssCursor stCursor = {pu8Fields, SvrSpanEnd(stText)};
         return AssNodeParse(pstHdl, stCursor, s32StartPos) == ASS_NODE_FATAL ? -1 : 0;
     }
-    if (AssBeginsWith(stText, "[Events]")) {
+    if (SvrBeginsWith(stText, "[Events]")) {
         pstParser->enState = ASS_STATE_EVENTS;
-    } else if (AssBeginsWith(stText, "Format:")) {
+    } else if (SvrBeginsWith(stText, "Format:")) {
         pstParser->enState = ASS_STATE_FORMAT;
     } else {
-        pstParser->enState = AssBeginsWith(stText, "[") ? ASS_STATE_HEADER : ASS_STATE_DIALOGUE;
+        pstParser->enState = SvrBeginsWith(stText, "[") ? ASS_STATE_HEADER : ASS_STATE_DIALOGUE;
     }
     return AssHeaderStore(pstHdl, stText);
 }
 
-static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser, AssText stText, int32_t s32StartPos) {
+static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText,
+                                     int32_t s32StartPos) {
     switch (pstParser->enState) {
     case ASS_STATE_INIT:
         return AssHeaderParseInit(pstHdl, pstParser, stText);
     case ASS_STATE_HEADER:
-        pstParser->enState = AssBeginsWith(stText, "[Events]") ? ASS_STATE_EVENTS : ASS_STATE_HEADER;
+        pstParser->enState = SvrBeginsWith(stText, "[Events]") ? ASS_STATE_EVENTS : ASS_STATE_HEADER;
         return AssHeaderStore(pstHdl, stText);
     case ASS_STATE_EVENTS:
         return AssHeaderParsEvent(pstHdl, pstParser, stText);
@@ -238,11 +224,11 @@ static int32_t AssHeaderParseReadFrame(AssDemuxerHdl *pstHdl, void *hUrl, Protoc
     return 0;
 }
 
-static int32_t AssHeaderParseTransCodeFrame(AssDemuxerHdl *pstHdl, int32_t s32Len, AssText *pstText) {
+static int32_t AssHeaderParseTransCodeFrame(AssDemuxerHdl *pstHdl, int32_t s32Len, TextSpan *pstText) {
     const TextBuf stBuf = AssFrameBuf(pstHdl);
-    SVR_RETURN_UNLESS(SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, s32Len, &stBuf,
-                                  &pstText->pu8Text, &pstText->s32Len) == 0,
-                      __func__, "Transcode subtitle failed!");
+    SVR_RETURN_UNLESS(
+        SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, pstText) == 0, __func__,
+        "Transcode subtitle failed!");
     return 0;
 }
 
@@ -265,7 +251,7 @@ static int32_t AssHeaderParse(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstPr
         if (s32Len == 0) {
             continue;
         }
-        AssText stText = {};
+        TextSpan stText = {};
         SVR_RETURN_UNLESS(AssHeaderParseTransCodeFrame(pstHdl, s32Len, &stText) == 0, __func__,
                           "Transcode subtitle failed!");
         SVR_RETURN_UNLESS(AssHeaderParseByState(pstHdl, &stParser, stText, s32StartPos) == 0, __func__,

@@ -103,16 +103,16 @@ int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const ui
     return s32Result;
 }
 
-int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8Line, int32_t s32LineLen,
-                    const TextBuf *pstBuf, const uint8_t **ppu8Text, int32_t *ps32TextLen) {
-    if (SvrSubTranscodeKeeps(pstHead->hCharset, pstHead->pstCharsetOps, pu8Line, s32LineLen,
+int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, TextSpan stLine, const TextBuf *pstBuf,
+                    TextSpan *pstText) {
+    if (SvrSubTranscodeKeeps(pstHead->hCharset, pstHead->pstCharsetOps, stLine.pu8Text, stLine.s32Len,
                              static_cast<int32_t>(pstHead->u32DstCodeType))) {
-        *ppu8Text = pu8Line;
-        *ps32TextLen = s32LineLen;
+        *pstText = stLine;
         return 0;
     }
-    *ppu8Text = pstBuf->pu8Text;
-    return SvrTextTranscode(pstHead, u32CodeType, pu8Line, s32LineLen, pstBuf, ps32TextLen) == -1 ? -1 : 0;
+    pstText->pu8Text = pstBuf->pu8Text;
+    return SvrTextTranscode(pstHead, u32CodeType, stLine.pu8Text, stLine.s32Len, pstBuf, &pstText->s32Len) == -1 ? -1
+                                                                                                                 : 0;
 }
 
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode) {

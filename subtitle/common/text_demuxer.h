@@ -4,6 +4,7 @@
 
 #include "platform/check.h"
 #include "subtitle/common/cue_index.h"
+#include "subtitle/common/text_scan.h"
 
 // First member of every text demuxer's handle.
 struct TextHead {
@@ -78,8 +79,8 @@ int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const ui
 
 // The converted text of a raw line for a parser: in the buffer, or the line itself where conversion would only copy it.
 // -1 when it cannot be converted.
-int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8Line, int32_t s32LineLen,
-                    const TextBuf *pstBuf, const uint8_t **ppu8Text, int32_t *ps32TextLen);
+int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, TextSpan stLine, const TextBuf *pstBuf,
+                    TextSpan *pstText);
 
 // Stream, times and position of a cue of the only stream.
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode);

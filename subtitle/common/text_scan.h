@@ -1,12 +1,26 @@
-// Words in spans of a file's text, found without regard to ASCII case. The text needs no terminator.
+// Spans of a file's text, and words in them, found without regard to ASCII case. The text needs no terminator.
 #pragma once
 
 #include "platform/text/ascii.h"
 
+struct TextSpan {
+    const uint8_t *pu8Text;
+    int32_t s32Len;
+};
+
+inline const uint8_t *SvrSpanEnd(TextSpan stText) {
+    return stText.pu8Text + stText.s32Len;
+}
+
+// The text from an index on.
+inline TextSpan SvrSpanFrom(TextSpan stText, int32_t s32Pos) {
+    return {stText.pu8Text + s32Pos, stText.s32Len - s32Pos};
+}
+
 // Whether the text begins with the word.
-inline bool SvrBeginsWith(const uint8_t *pu8Text, const uint8_t *pu8End, const char *pszWord) {
-    for (; *pszWord != '\0'; pszWord++, pu8Text++) {
-        if (pu8Text == pu8End || SvrLower(*pu8Text) != SvrLower(static_cast<uint8_t>(*pszWord))) {
+inline bool SvrBeginsWith(TextSpan stText, const char *pszWord) {
+    for (int32_t i = 0; pszWord[i] != '\0'; i++) {
+        if (i == stText.s32Len || SvrLower(stText.pu8Text[i]) != SvrLower(static_cast<uint8_t>(pszWord[i]))) {
             return false;
         }
     }
@@ -14,13 +28,14 @@ inline bool SvrBeginsWith(const uint8_t *pu8Text, const uint8_t *pu8End, const c
 }
 
 // The place behind the word's first occurrence, or null.
-inline const uint8_t *SvrFindBehind(const uint8_t *pu8Text, const uint8_t *pu8End, const char *pszWord) {
-    for (; pu8Text < pu8End; pu8Text++) {
-        if (SvrBeginsWith(pu8Text, pu8End, pszWord)) {
+inline const uint8_t *SvrFindBehind(TextSpan stText, const char *pszWord) {
+    for (int32_t i = 0; i < stText.s32Len; i++) {
+        if (SvrBeginsWith(SvrSpanFrom(stText, i), pszWord)) {
+            const uint8_t *pu8Behind = stText.pu8Text + i;
             while (*pszWord++ != '\0') {
-                pu8Text++;
+                pu8Behind++;
             }
-            return pu8Text;
+            return pu8Behind;
         }
     }
     return nullptr;

@@ -145,11 +145,11 @@ static int32_t SmiDemuxerGetInfo(void *hFmt, FileInfo **ppstInfo) {
 
 // Passes the tags that the text begins with, and counts sync tags. A tag that is not closed takes the rest of its line
 // with it. The place where text begins, or -1 when the next cue does.
-static int32_t SmiSkipTags(SmiCue *pstCue, SmiText stText) {
+static int32_t SmiSkipTags(SmiCue *pstCue, TextSpan stText) {
     int32_t s32Pos = 0;
     for (;;) {
         int32_t s32First = 0;
-        const SmiTag enTag = SmiMatchTag(SmiTextFrom(stText, s32Pos), &s32First);
+        const SmiTag enTag = SmiMatchTag(SvrSpanFrom(stText, s32Pos), &s32First);
         if (enTag == SMI_TAG_NBSP || enTag == SMI_TAG_NONE) {
             return s32Pos;
         }
@@ -158,7 +158,7 @@ static int32_t SmiSkipTags(SmiCue *pstCue, SmiText stText) {
             s32Pos += static_cast<int32_t>(strlen(SMI_INFOMATCH[enTag]));
             continue;
         }
-        const SmiText stTag = SmiTextFrom(stText, s32Pos);
+        const TextSpan stTag = SvrSpanFrom(stText, s32Pos);
         int64_t s64Start = 0;
         if (enTag == SMI_TAG_SYNC && SmiGetPts(&s64Start, nullptr, stTag) && ++pstCue->s32Syncs == 2) {
             return -1;
@@ -175,7 +175,7 @@ static bool SmiHas(const uint8_t *pu8Text, const uint8_t *pu8End, const char *ps
 
 // Copies text with its line breaks and hard spaces resolved; what is written for them begins no new one. Returns the
 // length, which is not more than that of the text.
-static uint32_t SmiGetDisplayData(SmiText stText, uint8_t *pu8Out) {
+static uint32_t SmiGetDisplayData(TextSpan stText, uint8_t *pu8Out) {
     const uint8_t *pu8Text = stText.pu8Text;
     const uint8_t *pu8End = pu8Text + stText.s32Len;
     uint32_t u32Len = 0;
@@ -195,7 +195,7 @@ static uint32_t SmiGetDisplayData(SmiText stText, uint8_t *pu8Out) {
 
 // Adds text to the frame's, when both fit into the buffer as they are. Text that fills it to the last byte loses that
 // byte to the terminator.
-static void SmiAppend(SmiDemuxerHdl *pstHdl, SmiText stText) {
+static void SmiAppend(SmiDemuxerHdl *pstHdl, TextSpan stText) {
     if (static_cast<int64_t>(pstHdl->u32SubBuffSize) + stText.s32Len > SVR_SUB_STR_IN_MAX_LEN) {
         PlayerPrintf(PLAYER_LOG_WARNING, s_aszRead, __LINE__, "SVR_SUB_STR_IN_MAX_LEN <= s32SubBuffSize");
         return;
@@ -210,18 +210,18 @@ static void SmiAppend(SmiDemuxerHdl *pstHdl, SmiText stText) {
 }
 
 // Takes from a line what belongs to the selected class. False when the cue is over.
-static bool SmiTakeLine(SmiDemuxerHdl *pstHdl, SmiCue *pstCue, SmiText stText) {
+static bool SmiTakeLine(SmiDemuxerHdl *pstHdl, SmiCue *pstCue, TextSpan stText) {
     int32_t s32First = 0;
     if (SmiMatchTag(stText, &s32First) == SMI_TAG_P_CLASS && pstCue->s32Paragraphs++ > pstHdl->s32CurClass) {
         return false;
     }
-    stText = SmiTextFrom(stText, s32First);
+    stText = SvrSpanFrom(stText, s32First);
     const int32_t s32Pos = SmiSkipTags(pstCue, stText);
     if (s32Pos == -1) {
         return false;
     }
     if (s32Pos < stText.s32Len && (pstHdl->s32ClassNum == 1 || pstHdl->s32CurClass == pstCue->s32Paragraphs - 1)) {
-        SmiAppend(pstHdl, SmiTextFrom(stText, s32Pos));
+        SmiAppend(pstHdl, SvrSpanFrom(stText, s32Pos));
     }
     return true;
 }
@@ -235,7 +235,7 @@ static int32_t SmiGetNode(SmiDemuxerHdl *pstHdl) {
     SmiCue stCue = {};
     for (;;) {
         SVR_RETURN_UNLESS(!SvrTextStopped(pstHead), s_aszRead, "stop reading smi subtitle");
-        SmiText stText = {};
+        TextSpan stText = {};
         const SmiLine enLine = SmiReadLine(pstHdl, pstHead->hUrl, pstHead->pstProtocol, &stText);
         SVR_RETURN_UNLESS(enLine != SMI_LINE_FAILED, s_aszRead, "null");
         if (enLine == SMI_LINE_END || (enLine == SMI_LINE_TEXT && !SmiTakeLine(pstHdl, &stCue, stText))) {

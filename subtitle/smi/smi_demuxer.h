@@ -21,12 +21,6 @@ enum SmiTag {
     SMI_TAG_NONE
 };
 
-// A line's converted text, or a part of it. No terminator.
-struct SmiText {
-    const uint8_t *pu8Text;
-    int32_t s32Len;
-};
-
 enum SmiLine { SMI_LINE_TEXT, SMI_LINE_EMPTY, SMI_LINE_END, SMI_LINE_FAILED };
 
 struct SmiDemuxerHdl {
@@ -60,16 +54,11 @@ int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl);
 int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // Reads a line and converts it; the text is valid until the next one. Failed: it could not be converted.
-SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, SmiText *pstText);
+SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, TextSpan *pstText);
 
 // The tag at the text's first character that is not a blank, and that character's index.
-SmiTag SmiMatchTag(SmiText stText, int32_t *ps32First);
-
-// The text from an index on.
-inline SmiText SmiTextFrom(SmiText stText, int32_t s32Pos) {
-    return {stText.pu8Text + s32Pos, stText.s32Len - s32Pos};
-}
+SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First);
 
 // Reads the times of the sync tag that the text begins with. False when it has no start; the end, which need not be
 // asked for, is -1 when there is none.
-bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, SmiText stText);
+bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText);

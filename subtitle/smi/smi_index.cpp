@@ -17,7 +17,7 @@ const char SMI_INFOMATCH[9][15] = {
     "<SAMI>", "<HEAD>", "</HEAD>", "<BODY>", "</BODY>", "</SAMI>", "&nbsp;", "<P CLASS", "<sync start=",
 };
 
-SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, SmiText *pstText) {
+SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, TextSpan *pstText) {
     const TextHead *pstHead = &pstHdl->stHead;
     const int32_t s32Len = SvrSubReadLine(pstHdl->au8LineBuf, hUrl, pstProtocol, pstHead->pstCharsetOps,
                                           static_cast<int32_t>(pstHdl->u32CodeType));
@@ -25,13 +25,12 @@ SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, Sm
         return s32Len < 0 ? SMI_LINE_END : SMI_LINE_EMPTY;
     }
     const TextBuf stBuf = {pstHdl->au8TransBuf, &pstHdl->u32TransUsed};
-    return SvrTextView(pstHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, s32Len, &stBuf, &pstText->pu8Text,
-                       &pstText->s32Len) == 0
+    return SvrTextView(pstHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, pstText) == 0
                ? SMI_LINE_TEXT
                : SMI_LINE_FAILED;
 }
 
-SmiTag SmiMatchTag(SmiText stText, int32_t *ps32First) {
+SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First) {
     const uint8_t *pu8End = stText.pu8Text + stText.s32Len;
     const uint8_t *pu8Tag = stText.pu8Text;
     while (pu8Tag < pu8End && *pu8Tag == ' ') {
@@ -42,7 +41,7 @@ SmiTag SmiMatchTag(SmiText stText, int32_t *ps32First) {
         return SMI_TAG_NONE;
     }
     int32_t s32Tag = SMI_TAG_SAMI;
-    while (s32Tag < SMI_TAG_NONE && !SvrBeginsWith(pu8Tag, pu8End, SMI_INFOMATCH[s32Tag])) {
+    while (s32Tag < SMI_TAG_NONE && !SvrBeginsWith(SvrSpanFrom(stText, *ps32First), SMI_INFOMATCH[s32Tag])) {
         s32Tag++;
     }
     return static_cast<SmiTag>(s32Tag);
@@ -68,15 +67,17 @@ static int64_t SmiScanEnd(const uint8_t *pu8Text, const uint8_t *pu8End) {
 }
 
 // The text of a line ends at a zero byte in it.
-static const uint8_t *SmiTextEnd(SmiText stText) {
-    return stText.pu8Text + strnlen(reinterpret_cast<const char *>(stText.pu8Text), static_cast<size_t>(stText.s32Len));
+static TextSpan SmiUpToZero(TextSpan stText) {
+    const size_t uLen = strnlen(reinterpret_cast<const char *>(stText.pu8Text), static_cast<size_t>(stText.s32Len));
+    return {stText.pu8Text, static_cast<int32_t>(uLen)};
 }
 
-bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, SmiText stText) {
+bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText) {
+    stText = SmiUpToZero(stText);
     const uint8_t *pu8Text = stText.pu8Text;
-    const uint8_t *pu8End = SmiTextEnd(stText);
+    const uint8_t *pu8End = SvrSpanEnd(stText);
     if (ps64End != nullptr) {
-        const uint8_t *pu8Number = SvrFindBehind(pu8Text, pu8End, "End=");
+        const uint8_t *pu8Number = SvrFindBehind(stText, "End=");
         *ps64End = pu8Number != nullptr ? SmiScanEnd(pu8Number, pu8End) : -1;
     }
     while (pu8Text < pu8End && !SvrIsDigit(*pu8Text)) {
@@ -91,8 +92,9 @@ bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, SmiText stText) {
 
 // Copies what follows the property's name, without blanks; a longer value is cut. A value ends at '-' too, so that
 // "ko-KR" gives "ko".
-static void SmiGetProperty(const uint8_t *pu8Text, const uint8_t *pu8End, const char *pszName, char *pszSlot) {
-    const uint8_t *pu8Value = SvrFindBehind(pu8Text, pu8End, pszName);
+static void SmiGetProperty(TextSpan stText, const char *pszName, char *pszSlot) {
+    const uint8_t *pu8Value = SvrFindBehind(stText, pszName);
+    const uint8_t *pu8End = SvrSpanEnd(stText);
     int32_t s32Len = 0;
     for (; pu8Value != nullptr && pu8Value < pu8End && s32Len < SMI_CLASS_TEXT_SIZE - 1; pu8Value++) {
         if (*pu8Value == '-' || *pu8Value == ';' || *pu8Value == '}') {
@@ -104,14 +106,14 @@ static void SmiGetProperty(const uint8_t *pu8Text, const uint8_t *pu8End, const 
     }
 }
 
-static void SmiGetSubLang(SmiDemuxerHdl *pstHdl, SmiText stText) {
-    const uint8_t *pu8End = SmiTextEnd(stText);
-    SmiGetProperty(stText.pu8Text, pu8End, "Name:", pstHdl->aszClassName[pstHdl->s32ClassNum]);
-    SmiGetProperty(stText.pu8Text, pu8End, "Lang:", pstHdl->aszClassLang[pstHdl->s32ClassNum]);
+static void SmiGetSubLang(SmiDemuxerHdl *pstHdl, TextSpan stText) {
+    stText = SmiUpToZero(stText);
+    SmiGetProperty(stText, "Name:", pstHdl->aszClassName[pstHdl->s32ClassNum]);
+    SmiGetProperty(stText, "Lang:", pstHdl->aszClassLang[pstHdl->s32ClassNum]);
 }
 
 // Takes what a header line says. False when the line ends the header.
-static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, SmiText stText) {
+static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, TextSpan stText) {
     int32_t s32First = 0;
     const SmiTag enTag = SmiMatchTag(stText, &s32First);
     if (enTag == SMI_TAG_HEAD_END) {
@@ -121,7 +123,7 @@ static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, SmiText stText) {
         return false;
     }
     if (s32First < stText.s32Len && stText.pu8Text[s32First] == '.' && pstHdl->s32ClassNum < SMI_CLASS_MAX_NUM) {
-        SmiGetSubLang(pstHdl, SmiTextFrom(stText, s32First));
+        SmiGetSubLang(pstHdl, SvrSpanFrom(stText, s32First));
         pstHdl->s32ClassNum++;
     }
     return true;
@@ -136,7 +138,7 @@ int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl) {
                       "Seek SMI file failed!");
     for (int32_t i = 0; i < SMI_HEAD_MAX_LINES; i++) {
         pstHdl->s64BodyPos = SvrSubTell(pstHead->hUrl, pstHead->pstProtocol);
-        SmiText stText = {};
+        TextSpan stText = {};
         const SmiLine enLine = SmiReadLine(pstHdl, pstHead->hUrl, pstHead->pstProtocol, &stText);
         SVR_RETURN_UNLESS(enLine != SMI_LINE_FAILED, __func__, "null");
         if (enLine == SMI_LINE_END || (enLine == SMI_LINE_TEXT && !SmiTakeHeadLine(pstHdl, stText))) {
@@ -175,10 +177,10 @@ static int32_t SmiNodeSave(SmiDemuxerHdl *pstHdl, int64_t s64Offset) {
 }
 
 // Whether the line opens a cue; its times are then in the handle.
-static bool SmiMatchSync(SmiDemuxerHdl *pstHdl, SmiText stText) {
+static bool SmiMatchSync(SmiDemuxerHdl *pstHdl, TextSpan stText) {
     int32_t s32First = 0;
     return SmiMatchTag(stText, &s32First) == SMI_TAG_SYNC &&
-           SmiGetPts(&pstHdl->s64SyncStart, &pstHdl->s64SyncEnd, SmiTextFrom(stText, s32First));
+           SmiGetPts(&pstHdl->s64SyncStart, &pstHdl->s64SyncEnd, SvrSpanFrom(stText, s32First));
 }
 
 // Indexes the lines from the current position on. 0 when they were read to their end.
@@ -187,7 +189,7 @@ static int32_t SmiNodeParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
         const int64_t s64Pos = SvrSubTell(hUrl, pstProtocol);
         SVR_RETURN_UNLESS(!SvrSubSeekFailed(s64Pos), __func__, "seek fail!");
         SVR_RETURN_UNLESS(!SvrTextStopped(&pstHdl->stHead), __func__, "stop reading smi subtitle");
-        SmiText stText = {};
+        TextSpan stText = {};
         const SmiLine enLine = SmiReadLine(pstHdl, hUrl, pstProtocol, &stText);
         if (enLine == SMI_LINE_END) {
             return 0;

@@ -24,7 +24,7 @@ static_assert(offsetof(SrtDemuxerHdl, stHead) == 0, "the shared helpers take the
 int32_t SrtParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // Reads a time line such as "00:00:01,000 --> 00:00:02,500". False when the text does not begin with one.
-bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End);
+bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End);
 
 // The frame buffer, for the shared conversion helpers.
 inline TextBuf SrtFrameBuf(SrtDemuxerHdl *pstHdl) {

@@ -8,9 +8,9 @@
 // "hh:mm:ss,mmm"
 static constexpr ClockForm s_stSrtClock = {3, 1, ",.:"};
 
-bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
-    const uint8_t *pu8End = pu8Text + s32Len;
-    pu8Text = SvrScanClock(pu8Text, pu8End, &s_stSrtClock, ps64Start);
+bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End) {
+    const uint8_t *pu8End = SvrSpanEnd(stText);
+    const uint8_t *pu8Text = SvrScanClock(stText.pu8Text, pu8End, &s_stSrtClock, ps64Start);
     if (pu8Text == nullptr) {
         return false;
     }
@@ -24,14 +24,12 @@ bool SrtScanTimeLine(const uint8_t *pu8Text, int32_t s32Len, int64_t *ps64Start,
 // Whether the line in au8LineBuf is a time line.
 static bool SrtGetPts(SrtDemuxerHdl *pstHdl, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
     const TextBuf stBuf = SrtFrameBuf(pstHdl);
-    const uint8_t *pu8Text = nullptr;
-    int32_t s32TextLen = 0;
-    if (SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, s32Len, &stBuf, &pu8Text, &s32TextLen) !=
-        0) {
+    TextSpan stText = {};
+    if (SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, &stText) != 0) {
         SVR_LOG_RESULT(__func__, "null", -1);
         return false;
     }
-    return SrtScanTimeLine(pu8Text, s32TextLen, ps64Start, ps64End);
+    return SrtScanTimeLine(stText, ps64Start, ps64End);
 }
 
 static int SrtNodeCompare(const void *pvLeft, const void *pvRight) {
