@@ -149,6 +149,25 @@ TEST_F(AssTest, TheHeaderGrowsToTwoMebibytesAndNoFurther) {
     EXPECT_TRUE(HostLogged("store ass header error, header too long(2097153)", "AssHeaderStore"));
 }
 
+// Lines that conversion lengthens leave the allocation with room beyond the limit.
+TEST_F(AssTest, AHeaderThatConversionLengthensIsHeldToTheSameLimit) {
+    CharsetOps stOps = *ConverterDouble();
+    stOps.convert = [](void *, uint8_t *pu8Out, int32_t *ps32OutLen, const uint8_t *pu8In, int32_t s32InLen, int32_t,
+                       int32_t, int32_t *ps32Used) {
+        memcpy(pu8Out, pu8In, static_cast<size_t>(s32InLen));
+        *ps32Used = s32InLen;
+        *ps32OutLen = pu8In[0] == 'T' ? 5000 : (pu8In[0] == 'h' ? 4000 : s32InLen);
+        return 0;
+    };
+    std::string strBytes = "[Script Info]\nTitle: x\n";
+    for (int i = 0; i < 524; i++) { // 2,101,000 bytes and a little
+        strBytes += "h\n";
+    }
+    strBytes += "[Events]\nFormat: x\n" + Event("0:00:01.00,0:00:02.00", "a");
+    EXPECT_EQ(PlayerOpenBytes("a.ass", strBytes, &stOps), nullptr);
+    EXPECT_TRUE(HostLogged("store ass header error, header too long(2101014)", "AssHeaderStore"));
+}
+
 TEST_F(AssTest, AFileThatCannotBeParsedIsTriedInTheNextBestCodeType) {
     g_formatEntry.s32CodeTypeHint = 5;
     EXPECT_EQ(PlayerOpenBytes("a.ass", "no event", ConverterDouble()), nullptr);

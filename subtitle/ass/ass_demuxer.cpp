@@ -66,6 +66,8 @@ static constexpr TextTraits s_stAssTraits = {
     .pszInvalid = "invalid param!",
     .pszNotOpen = "file not open!",
     .pszOpenNoSlot = "null",
+    .pszOpenRefused = "not support demuxer!",
+    .pszOpenNoMemory = "pstDemuxerHdl mallocz failed!",
     .pszCloseNoProtocol = "invalid param",
     .pszCloseNoSlot = "invalid param",
     .pszReindexFailed = "ASS:reparse index failed!",
@@ -132,31 +134,23 @@ static int32_t AssMemberMallocz(AssDemuxerHdl *pstHdl) {
 // Builds the members of a handle whose URL is open. 0 or -1.
 static int32_t AssOpenInitHdl(AssDemuxerHdl *pstHdl, const char *pszUrl) {
     SVR_RETURN_UNLESS(AssMemberMallocz(pstHdl) == 0, "AssDemuxerOpen", "Member Mallocz failed!");
-    if (SvrTextAddStream(&pstHdl->stHead) != 0) {
+    if (SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
         return -1;
     }
     return AssDemuxerOpenInitFileInfo(pstHdl, pszUrl);
 }
 
 static int32_t AssDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **phFmt) {
-    if (SvrTextOpenCheck("AssDemuxerOpenChk", &s_stAssTraits, pszUrl, pstProtocol, phFmt) != 0) {
-        return -1;
-    }
-    void *hUrl = nullptr;
-    SVR_RETURN_UNLESS(pstProtocol->url_open(pszUrl, 0, &hUrl) == 0, __func__, "not support demuxer!");
-    AssDemuxerHdl *pstHdl = static_cast<AssDemuxerHdl *>(PlayerMallocZ(sizeof(AssDemuxerHdl)));
+    AssDemuxerHdl *pstHdl = static_cast<AssDemuxerHdl *>(
+        SvrTextOpen(__func__, "AssDemuxerOpenChk", &s_stAssTraits, pszUrl, pstProtocol, phFmt));
     if (pstHdl == nullptr) {
-        pstProtocol->url_close(hUrl);
-        SVR_LOG_RESULT(__func__, "pstDemuxerHdl mallocz failed!", -1);
         return -1;
     }
-    pstHdl->stHead.hUrl = hUrl;
-    pstHdl->stHead.pstProtocol = pstProtocol;
     if (AssOpenInitHdl(pstHdl, pszUrl) != 0) {
         SvrTextRelease(__func__, &s_stAssTraits, &pstHdl->stHead);
         return -1;
     }
-    pstProtocol->url_seek(hUrl, 0, 0);
+    pstProtocol->url_seek(pstHdl->stHead.hUrl, 0, 0);
     *phFmt = pstHdl;
     pstHdl->stHead.bFileOpen = 1;
     return 0;
@@ -205,8 +199,7 @@ static int32_t AssDemuxerReadFrame(AssDemuxerHdl *pstHdl, int32_t *ps32Gathered)
         PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "WARNING!url_seek to NodePos failed!");
         return -1;
     }
-    if (pstNode->s32Size < 0 || pstHead->pstProtocol->url_read(pstHead->hUrl, pstHdl->au8LineBuf + *ps32Gathered,
-                                                               pstNode->s32Size) < pstNode->s32Size) {
+    if (SvrTextReadNode(pstHead, pstNode, pstHdl->au8LineBuf + *ps32Gathered) != 0) {
         PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "WARNING! the subdata we read is shorter than its size!");
         return -1;
     }

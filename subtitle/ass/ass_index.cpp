@@ -115,13 +115,8 @@ static AssNodeResult AssNodeParse(AssDemuxerHdl *pstHdl, AssCursor stCursor, int
                : ASS_NODE_FATAL;
 }
 
-// Makes room for u32Need bytes of header. 0, or -1: unchanged when it would grow too long, gone when memory ran out.
+// Makes room for u32Need bytes of header. 0, or -1 with the header gone.
 static int32_t AssHeaderGrow(AssDemuxerHdl *pstHdl, uint32_t u32Need) {
-    if (u32Need > ASS_HEADER_MAX_SIZE) {
-        PlayerPrintf(PLAYER_LOG_ERROR, "AssHeaderStore", __LINE__, "store ass header error, header too long(%u)",
-                     u32Need);
-        return -1;
-    }
     const uint32_t u32Step = pstHdl->u32HeaderSize + ASS_HEADER_STEP;
     const uint32_t u32Size = u32Step > u32Need ? u32Step : u32Need;
     pstHdl->pu8Header = static_cast<uint8_t *>(PlayerReallocS(pstHdl->pu8Header, pstHdl->u32HeaderLen, u32Size));
@@ -137,6 +132,10 @@ static int32_t AssHeaderGrow(AssDemuxerHdl *pstHdl, uint32_t u32Need) {
 static int32_t AssHeaderStore(AssDemuxerHdl *pstHdl, TextSpan stText) {
     const uint32_t u32Len = static_cast<uint32_t>(stText.s32Len);
     const uint32_t u32Need = pstHdl->u32HeaderLen + u32Len;
+    if (u32Need > ASS_HEADER_MAX_SIZE) {
+        PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "store ass header error, header too long(%u)", u32Need);
+        return -1;
+    }
     if (pstHdl->u32HeaderSize < u32Need && AssHeaderGrow(pstHdl, u32Need) != 0) {
         return -1;
     }
@@ -178,7 +177,9 @@ static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParse
     if (pu8Fields != nullptr) {
         pstParser->bNoEvent = false;
         pstParser->enState = ASS_STATE_DIALOGUE;
-        const AssCursor stCursor = {pu8Fields, SvrSpanEnd(stText)};
+        const TextSpan stFields =
+            SvrSpanUpToZero(SvrSpanFrom(stText, static_cast<int32_t>(pu8Fields - stText.pu8Text)));
+        const AssCursor stCursor = {pu8Fields, SvrSpanEnd(stFields)};
         return AssNodeParse(pstHdl, stCursor, s32StartPos) == ASS_NODE_FATAL ? -1 : 0;
     }
     if (SvrBeginsWith(stText, "[Events]")) {

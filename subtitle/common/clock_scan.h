@@ -10,7 +10,7 @@
 struct ClockForm {
     int32_t s32FractionWidth;  // most characters of the fraction; the other fields have two
     int32_t s32FractionUnit;   // milliseconds that one of the fraction is worth
-    const char *pszSeparators; // what may stand before the fraction; null: any character
+    const char *pszSeparators; // what may stand before the fraction; null: any character but zero
 };
 
 // Reads a time, in milliseconds. The place after it, or null when there is none.
@@ -25,8 +25,8 @@ inline const uint8_t *SvrScanClock(const uint8_t *pu8Text, const uint8_t *pu8End
             return nullptr;
         }
         const bool bSeparated = i < 2 ? *pu8Text == ':'
-                                      : pstForm->pszSeparators == nullptr ||
-                                            (*pu8Text != '\0' && strchr(pstForm->pszSeparators, *pu8Text) != nullptr);
+                                      : *pu8Text != '\0' && (pstForm->pszSeparators == nullptr ||
+                                                             strchr(pstForm->pszSeparators, *pu8Text) != nullptr);
         if (!bSeparated) {
             return nullptr;
         }

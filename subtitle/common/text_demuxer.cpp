@@ -10,8 +10,8 @@ const char *SvrTextExtension(const char *pszUrl) {
     return pszDot != nullptr ? pszDot + 1 : nullptr;
 }
 
-int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
-                         const Protocol *pstProtocol, void *const *phFmt) {
+static int32_t TextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
+                             const Protocol *pstProtocol, void *const *phFmt) {
     SVR_RETURN_UNLESS(pszUrl != nullptr && pstProtocol != nullptr && phFmt != nullptr, pszFunc, pstTraits->pszInvalid);
     SVR_RETURN_UNLESS(pstProtocol->url_find != nullptr && pstProtocol->url_open != nullptr &&
                           pstProtocol->url_close != nullptr && pstProtocol->url_read != nullptr &&
@@ -20,17 +20,45 @@ int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const
     return 0;
 }
 
-int32_t SvrTextAddStream(TextHead *pstHead) {
+void *SvrTextOpen(const char *pszFunc, const char *pszChkFunc, const TextTraits *pstTraits, const char *pszUrl,
+                  Protocol *pstProtocol, void *const *phFmt) {
+    if (TextOpenCheck(pszChkFunc, pstTraits, pszUrl, pstProtocol, phFmt) != 0) {
+        return nullptr;
+    }
+    void *hUrl = nullptr;
+    if (pstProtocol->url_open(pszUrl, 0, &hUrl) != 0) {
+        SVR_LOG_RESULT(pszFunc, pstTraits->pszOpenRefused, -1);
+        return nullptr;
+    }
+    TextHead *pstHead = static_cast<TextHead *>(PlayerMallocZ(pstTraits->u32HdlSize));
+    if (pstHead == nullptr) {
+        pstProtocol->url_close(hUrl);
+        if (pstTraits->pszOpenNoMemory != nullptr) {
+            SVR_LOG_RESULT(pszFunc, pstTraits->pszOpenNoMemory, -1);
+        }
+        return nullptr;
+    }
+    pstHead->hUrl = hUrl;
+    pstHead->pstProtocol = pstProtocol;
+    return pstHead;
+}
+
+int32_t SvrTextAddStreams(TextHead *pstHead, uint32_t u32Num) {
     FileInfo *pstInfo = &pstHead->stFileInfo;
     if (PlayerRealloc1MoreProgram(pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr) {
         return -1;
     }
     ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
-    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, 1) != 0 ||
+    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, u32Num) != 0 ||
         pstProgram->pastSubStream == nullptr) {
         return -1;
     }
     return 0;
+}
+
+int32_t SvrTextReadNode(const TextHead *pstHead, const IndexNode *pstNode, uint8_t *pu8Buf) {
+    const int32_t s32Size = pstNode->s32Size;
+    return s32Size >= 0 && pstHead->pstProtocol->url_read(pstHead->hUrl, pu8Buf, s32Size) >= s32Size ? 0 : -1;
 }
 
 SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead,
@@ -198,7 +226,9 @@ int32_t SvrTextInvoke(const char *pszFunc, const TextTraits *pstTraits, void *hF
 }
 
 void SvrTextRelease(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead) {
-    pstHead->pstProtocol->url_close(pstHead->hUrl);
+    if (pstHead->hUrl != nullptr) {
+        pstHead->pstProtocol->url_close(pstHead->hUrl);
+    }
     TextDestroyCharset(pstHead);
     pstHead->pstCharsetOps = nullptr;
     PlayerFreeAllPrograms(&pstHead->stFileInfo);

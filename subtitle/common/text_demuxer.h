@@ -29,6 +29,8 @@ struct TextTraits {
     const char *pszInvalid;               // bad arguments of open, get-info and free
     const char *pszNotOpen;               // handle that is not open
     const char *pszOpenNoSlot;            // protocol that lacks a slot, at open
+    const char *pszOpenRefused;           // URL that the protocol does not open
+    const char *pszOpenNoMemory;          // no memory for the handle; null: not reported
     const char *pszCloseNoProtocol;       // handle without a protocol, at close
     const char *pszCloseNoSlot;           // protocol without url_close, at close
     const char *pszReindexFailed;         // index that could not be rebuilt in a new code type
@@ -53,12 +55,18 @@ inline bool SvrTextStopped(const TextHead *pstHead) {
 // The text after the last "." of a URL, or null.
 const char *SvrTextExtension(const char *pszUrl);
 
-// Open's checks of its arguments. 0 or -1.
-int32_t SvrTextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
-                         const Protocol *pstProtocol, void *const *phFmt);
+// How every open begins: checks the arguments (under the name pszChkFunc), opens the URL and makes a zeroed handle of
+// the demuxer's size with URL and protocol in it. The handle is the caller's, to be given up with SvrTextRelease; null
+// after a failure, with nothing left open.
+void *SvrTextOpen(const char *pszFunc, const char *pszChkFunc, const TextTraits *pstTraits, const char *pszUrl,
+                  Protocol *pstProtocol, void *const *phFmt);
 
-// Adds a program with one stream to an opened handle. 0 or -1.
-int32_t SvrTextAddStream(TextHead *pstHead);
+// Adds a program to the handle, and streams to its first program. 0 or -1.
+int32_t SvrTextAddStreams(TextHead *pstHead, uint32_t u32Num);
+
+// Reads a node's bytes from the current position into a buffer that has room for them. 0, or -1 when they are fewer, or
+// the size came out negative.
+int32_t SvrTextReadNode(const TextHead *pstHead, const IndexNode *pstNode, uint8_t *pu8Buf);
 
 // Describes the one stream: everything but code type, language and extra data.
 SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead,

@@ -3,6 +3,8 @@
 
 #include "platform/text/ascii.h"
 
+#include <cstring>
+
 struct TextSpan {
     const uint8_t *pu8Text;
     int32_t s32Len;
@@ -15,6 +17,13 @@ inline const uint8_t *SvrSpanEnd(TextSpan stText) {
 // The text from an index on.
 inline TextSpan SvrSpanFrom(TextSpan stText, int32_t s32Pos) {
     return {stText.pu8Text + s32Pos, stText.s32Len - s32Pos};
+}
+
+// The text up to its first zero byte, where a terminator would have ended it.
+inline TextSpan SvrSpanUpToZero(TextSpan stText) {
+    const void *pvZero = memchr(stText.pu8Text, 0, static_cast<size_t>(stText.s32Len));
+    const ptrdiff_t sLen = pvZero != nullptr ? static_cast<const uint8_t *>(pvZero) - stText.pu8Text : stText.s32Len;
+    return {stText.pu8Text, static_cast<int32_t>(sLen)};
 }
 
 // Whether the text begins with the word.

@@ -40,6 +40,7 @@ static constexpr TextTraits s_stSmiTraits = {
     .pszInvalid = "invalid param",
     .pszNotOpen = "file not open",
     .pszOpenNoSlot = "invalid param",
+    .pszOpenRefused = "not support demuxer!",
     .pszCloseNoProtocol = "pstProtocol is null",
     .pszCloseNoSlot = "url_close is null",
     .pszReindexFailed = "SMI:reparse index failed!",
@@ -65,18 +66,11 @@ static int32_t SmiDemuxerFind(const char *pszUrl, Protocol *) {
 }
 
 static int32_t SmiDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **phFmt) {
-    if (SvrTextOpenCheck(__func__, &s_stSmiTraits, pszUrl, pstProtocol, phFmt) != 0) {
-        return -1;
-    }
-    void *hUrl = nullptr;
-    SVR_RETURN_UNLESS(pstProtocol->url_open(pszUrl, 0, &hUrl) == 0, __func__, "not support demuxer!");
-    SmiDemuxerHdl *pstHdl = static_cast<SmiDemuxerHdl *>(PlayerMallocZ(sizeof(SmiDemuxerHdl)));
+    SmiDemuxerHdl *pstHdl =
+        static_cast<SmiDemuxerHdl *>(SvrTextOpen(__func__, __func__, &s_stSmiTraits, pszUrl, pstProtocol, phFmt));
     if (pstHdl == nullptr) {
-        pstProtocol->url_close(hUrl);
         return -1;
     }
-    pstHdl->stHead.hUrl = hUrl;
-    pstHdl->stHead.pstProtocol = pstProtocol;
     if (PlayerRealloc1MoreProgram(&pstHdl->stHead.stFileInfo) != 0) {
         SvrTextRelease(__func__, &s_stSmiTraits, &pstHdl->stHead);
         return -1;
@@ -92,14 +86,10 @@ static int32_t SmiSetFileInfo(SmiDemuxerHdl *pstHdl) {
     FileInfo *pstInfo = &pstHdl->stHead.stFileInfo;
     pstHdl->s32ClassNum = pstHdl->s32ClassNum == 0 ? 1 : pstHdl->s32ClassNum;
     const uint32_t u32ClassNum = static_cast<uint32_t>(pstHdl->s32ClassNum);
-    if (PlayerRealloc1MoreProgram(pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr) {
+    if (SvrTextAddStreams(&pstHdl->stHead, u32ClassNum) != 0) {
         return -1;
     }
     ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
-    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, u32ClassNum) != 0 ||
-        pstProgram->pastSubStream == nullptr) {
-        return -1;
-    }
     pstInfo->u32Reserved1 = 0;
     pstProgram->u32SubStreamNum = u32ClassNum;
     for (int32_t i = 0; i < pstHdl->s32ClassNum; i++) {

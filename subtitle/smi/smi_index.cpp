@@ -66,14 +66,8 @@ static int64_t SmiScanEnd(const uint8_t *pu8Text, const uint8_t *pu8End) {
     return bNegative ? -s64Value : s64Value;
 }
 
-// The text of a line ends at a zero byte in it.
-static TextSpan SmiUpToZero(TextSpan stText) {
-    const size_t uLen = strnlen(reinterpret_cast<const char *>(stText.pu8Text), static_cast<size_t>(stText.s32Len));
-    return {stText.pu8Text, static_cast<int32_t>(uLen)};
-}
-
 bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText) {
-    stText = SmiUpToZero(stText);
+    stText = SvrSpanUpToZero(stText);
     const uint8_t *pu8Text = stText.pu8Text;
     const uint8_t *pu8End = SvrSpanEnd(stText);
     if (ps64End != nullptr) {
@@ -107,7 +101,7 @@ static void SmiGetProperty(TextSpan stText, const char *pszName, char *pszSlot) 
 }
 
 static void SmiGetSubLang(SmiDemuxerHdl *pstHdl, TextSpan stText) {
-    stText = SmiUpToZero(stText);
+    stText = SvrSpanUpToZero(stText);
     SmiGetProperty(stText, "Name:", pstHdl->aszClassName[pstHdl->s32ClassNum]);
     SmiGetProperty(stText, "Lang:", pstHdl->aszClassLang[pstHdl->s32ClassNum]);
 }

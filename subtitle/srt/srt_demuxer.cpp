@@ -36,6 +36,7 @@ static constexpr TextTraits s_stSrtTraits = {
     .pszInvalid = "invalid param",
     .pszNotOpen = "file not open",
     .pszOpenNoSlot = "null",
+    .pszOpenRefused = "not support demuxer",
     .pszCloseNoProtocol = "pstProtocol is null",
     .pszCloseNoSlot = "url_close is null",
     .pszReindexFailed = "SRT:reparse index failed!",
@@ -73,21 +74,14 @@ int32_t SrtDemuxerInitFileInfo(SrtDemuxerHdl *pstHdl, const char *pszUrl) {
 }
 
 static int32_t SrtDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **phFmt) {
-    if (SvrTextOpenCheck(__func__, &s_stSrtTraits, pszUrl, pstProtocol, phFmt) != 0) {
-        return -1;
-    }
-    void *hUrl = nullptr;
-    SVR_RETURN_UNLESS(pstProtocol->url_open(pszUrl, 0, &hUrl) == 0, __func__, "not support demuxer");
-    SrtDemuxerHdl *pstHdl = static_cast<SrtDemuxerHdl *>(PlayerMallocZ(sizeof(SrtDemuxerHdl)));
+    SrtDemuxerHdl *pstHdl =
+        static_cast<SrtDemuxerHdl *>(SvrTextOpen(__func__, __func__, &s_stSrtTraits, pszUrl, pstProtocol, phFmt));
     if (pstHdl == nullptr) {
-        pstProtocol->url_close(hUrl);
         return -1;
     }
-    pstHdl->stHead.hUrl = hUrl;
-    pstHdl->stHead.pstProtocol = pstProtocol;
     pstHdl->pstSrtIndexNodeList = static_cast<IndexNode *>(PlayerMallocZ(SVR_INDEX_STEP * sizeof(IndexNode)));
     pstHdl->u32MaxIndexNum = SVR_INDEX_STEP;
-    if (pstHdl->pstSrtIndexNodeList == nullptr || SvrTextAddStream(&pstHdl->stHead) != 0) {
+    if (pstHdl->pstSrtIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
         SvrTextRelease(__func__, &s_stSrtTraits, &pstHdl->stHead);
         return -1;
     }
@@ -147,8 +141,7 @@ static int32_t SrtDemuxerReadFramePre(const SrtDemuxerHdl *pstHdl, const IndexNo
 static int32_t SrtDemuxerReadTransCodeFrame(SrtDemuxerHdl *pstHdl, const IndexNode *pstNode, SrtText *pstText) {
     const TextHead *pstHead = &pstHdl->stHead;
     // A time line right behind another one leaves the cue a negative size: nothing can be read for it.
-    if (pstNode->s32Size < 0 ||
-        pstHead->pstProtocol->url_read(pstHead->hUrl, pstHdl->au8LineBuf, pstNode->s32Size) < pstNode->s32Size) {
+    if (SvrTextReadNode(pstHead, pstNode, pstHdl->au8LineBuf) != 0) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING!the subdata we read is shorter than its size!");
         return -1;
     }
