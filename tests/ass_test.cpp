@@ -20,17 +20,6 @@ static std::string Event(const char *pszTimes, const char *pszText) {
     return std::string("Dialogue: 0,") + pszTimes + ",Default,," + pszText + "\n";
 }
 
-// "start+duration lines|" for each frame, "!" for one that failed.
-static std::string Told(const std::vector<PlayerCue> &vecCues) {
-    std::string str;
-    for (const PlayerCue &stCue : vecCues) {
-        str += stCue.s32Result != 0 ? "!|"
-                                    : std::to_string(stCue.s64Start) + "+" + std::to_string(stCue.u32Duration) + " " +
-                                          stCue.strText + "|";
-    }
-    return str;
-}
-
 // The header as the host gets it, "-" when find-stream failed.
 static std::string HeaderOf(const std::string &strBytes) {
     void *hFmt = PlayerOpenBytes("a.ass", strBytes);
@@ -94,7 +83,7 @@ TEST_F(AssTest, TimesOfAnEvent) {
     for (const auto &stRow : s_astRows) {
         const std::string strTold =
             stRow.pszTold == nullptr ? "" : std::string(stRow.pszTold) + " " + stRow.pszEvent + "|";
-        EXPECT_EQ(Told(PlayerCuesOf("a.ass", s_strHead + stRow.pszEvent)), strTold) << stRow.pszWhat;
+        EXPECT_EQ(PlayerTold(PlayerCuesOf("a.ass", s_strHead + stRow.pszEvent)), strTold) << stRow.pszWhat;
     }
     EXPECT_TRUE(HostLogged("WARNING! get pts failed!", "AssNodeParse"));
     EXPECT_TRUE(HostLogged("WARNING! *ps64StartPts > s64EndPts! ", "AssGetPts"));
@@ -106,8 +95,8 @@ TEST_F(AssTest, EventsOfOneTimeShareAFrame) {
     const std::string strLong = Event("0:00:01.00,0:00:03.00", "c");
     const std::string strEarly = Event("0:00:00.50,0:00:03.00", "d");
     const std::vector<PlayerCue> vecCues = PlayerCuesOf("a.ass", s_strHead + strA + strB + strLong + strA + strEarly);
-    EXPECT_EQ(Told(vecCues), "500+2500 " + strEarly + "|1000+1000 " + strA + strB + "|1000+2000 " + strLong +
-                                 "|1000+1000 " + strA + "|");
+    EXPECT_EQ(PlayerTold(vecCues), "500+2500 " + strEarly + "|1000+1000 " + strA + strB + "|1000+2000 " + strLong +
+                                       "|1000+1000 " + strA + "|");
     EXPECT_EQ(vecCues.at(1).s64Pos, static_cast<int64_t>(s_strHead.size() + strA.size())); // of the last line
 }
 
@@ -124,15 +113,15 @@ TEST_F(AssTest, MergedLinesThatDoNotFitGoOnInTheNextFrame) {
         }
         ASSERT_EQ(vecLines[2].size(), uLast);
         const std::string strFirst = vecLines[0] + vecLines[1];
-        EXPECT_EQ(Told(PlayerCuesOf("a.ass", strBytes)),
+        EXPECT_EQ(PlayerTold(PlayerCuesOf("a.ass", strBytes)),
                   uLast == 560 ? "1000+1000 " + strFirst + vecLines[2] + "|1000+1000 " + vecLines[3] + "|"
                                : "1000+1000 " + strFirst + "|1000+1000 " + vecLines[2] + vecLines[3] + "|");
     }
     // A line that is too long by itself costs its own read and no other event.
     const std::string strShort = Event("0:00:01.00,0:00:02.00", "a");
     EXPECT_EQ(
-        Told(PlayerCuesOf("a.ass", s_strHead + strShort +
-                                       Event("0:00:01.00,0:00:02.00", std::string(2600, 'x').c_str()) + strShort)),
+        PlayerTold(PlayerCuesOf(
+            "a.ass", s_strHead + strShort + Event("0:00:01.00,0:00:02.00", std::string(2600, 'x').c_str()) + strShort)),
         "1000+1000 " + strShort + "|!|1000+1000 " + strShort + "|");
 }
 

@@ -53,6 +53,15 @@ std::vector<PlayerCue> PlayerCuesOf(const std::string &strName, const std::strin
     return vecCues;
 }
 
+std::string PlayerTold(const std::vector<PlayerCue> &vecCues) {
+    std::string str;
+    for (const PlayerCue &stCue : vecCues) {
+        const std::string strTimes = std::to_string(stCue.s64Start) + "+" + std::to_string(stCue.u32Duration);
+        str += (stCue.s32Result != 0 ? "!" : strTimes + " " + stCue.strText) + "|";
+    }
+    return str;
+}
+
 SubStreamInfo *PlayerStream(void *hFmt, uint32_t u32Stream) {
     FileInfo *pstInfo = nullptr;
     if (g_formatEntry.fmt_get_info(hFmt, &pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr ||

@@ -27,4 +27,7 @@ std::vector<PlayerCue> PlayerReadAll(void *hFmt);
 std::vector<PlayerCue> PlayerCuesOf(const std::string &strName, const std::string &strBytes,
                                     CharsetOps *pstOps = nullptr);
 
+// "start+duration text|" for each cue, "!|" for one that failed.
+std::string PlayerTold(const std::vector<PlayerCue> &vecCues);
+
 SubStreamInfo *PlayerStream(void *hFmt, uint32_t u32Stream = 0);

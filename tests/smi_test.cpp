@@ -13,16 +13,6 @@ struct SmiTest : testing::Test {
     }
 };
 
-// "start+duration text|" for each cue, "!" for one that failed.
-static std::string Told(const std::vector<PlayerCue> &vecCues) {
-    std::string str;
-    for (const PlayerCue &stCue : vecCues) {
-        const std::string strTimes = std::to_string(stCue.s64Start) + "+" + std::to_string(stCue.u32Duration);
-        str += (stCue.s32Result != 0 ? "!" : strTimes + " " + stCue.strText) + "|";
-    }
-    return str;
-}
-
 TEST_F(SmiTest, CuesOfAFile) {
     static const std::string s_strNul(1, '\0');
     static const struct {
@@ -52,7 +42,7 @@ TEST_F(SmiTest, CuesOfAFile) {
         SCOPED_TRACE(stRow.pszWhat);
         void *hFmt = PlayerOpenBytes("a.smi", stRow.strBytes);
         ASSERT_NE(hFmt, nullptr);
-        EXPECT_EQ(Told(PlayerReadAll(hFmt)), stRow.strTold);
+        EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), stRow.strTold);
         g_formatEntry.fmt_seek_pts(hFmt, 8191, INT64_MAX); // whatever the ends come to
         g_formatEntry.fmt_close(hFmt);
     }
@@ -96,7 +86,7 @@ TEST_F(SmiTest, EveryClassIsAStream) {
         EXPECT_STREQ(pstStream->aszLang, s_aapszStreams[i][0]);
         EXPECT_STREQ(pstStream->aszTitle, s_aapszStreams[i][1]);
         EXPECT_EQ(g_formatEntry.fmt_seek_pts(hFmt, 8191 + i, 0), 0);
-        EXPECT_EQ(Told(PlayerReadAll(hFmt)), s_aapszStreams[i][2]);
+        EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), s_aapszStreams[i][2]);
     }
     EXPECT_EQ(PlayerStream(hFmt, 3), nullptr);
     EXPECT_EQ(g_formatEntry.fmt_seek_pts(hFmt, 8190, 0) + g_formatEntry.fmt_seek_pts(hFmt, 8194, 0), -2);

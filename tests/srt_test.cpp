@@ -22,18 +22,6 @@ static std::string Line(int s32Start, int s32End) {
     return aszLine;
 }
 
-// "start+duration text|" for each cue, "!" for one that failed.
-static std::string Told(const std::vector<PlayerCue> &vecCues) {
-    std::string str;
-    for (const PlayerCue &stCue : vecCues) {
-        str += stCue.s32Result != 0 ? "!"
-                                    : std::to_string(stCue.s64Start) + "+" +
-                                          std::to_string(static_cast<int32_t>(stCue.u32Duration)) + " " + stCue.strText;
-        str += "|";
-    }
-    return str;
-}
-
 TEST_F(SrtTest, CuesOfAFile) {
     static const struct {
         const char *pszWhat;
@@ -55,21 +43,21 @@ TEST_F(SrtTest, CuesOfAFile) {
         {"sorted by start", Line(5, 6) + "b\n\n" + Line(1, 2) + "a\n\n", "1000+1000 a\n\n|5000+1000 b\n\n|"},
         {"end before start: until the next cue", Line(5, 4) + "a\n\n" + Line(9, 10) + "b\n\n",
          "5000+4000 a\n\n|9000+1000 b\n\n|"},
-        {"end before start, last: unknown", Line(5, 4) + "a\n\n", "5000+-1 a\n\n|"},
+        {"end before start, last: unknown", Line(5, 4) + "a\n\n", "5000+4294967295 a\n\n|"},
         {"end before start, the next cue at the same time: unknown", Line(5, 4) + "a\n\n" + Line(5, 4) + "a\n\n",
-         "5000+-1 a\n\n|5000+-1 a\n\n|"},
+         "5000+4294967295 a\n\n|5000+4294967295 a\n\n|"},
         {"a text line in the form of a time line opens a cue, and takes the one before its text",
          Line(1, 2) + "say\n" + Line(3, 4) + "x\n\n", "!|3000+1000 x\n\n|"},
         {"blank lines hold the number back", "1\n\n\n" + s_strTime + "Hello\n\n", "1000+1500 Hello\n\n|"},
     };
     for (const auto &stRow : s_astRows) {
         SCOPED_TRACE(stRow.pszWhat);
-        EXPECT_EQ(Told(PlayerCuesOf("a.srt", stRow.strBytes)), stRow.strTold);
+        EXPECT_EQ(PlayerTold(PlayerCuesOf("a.srt", stRow.strBytes)), stRow.strTold);
         // The window of the file protocol gives what single bytes give.
         void *hFmt = PlayerOpen(TempFile("a.srt", stRow.strBytes), PellProtocolOf(&g_formatEntry));
         ASSERT_NE(hFmt, nullptr);
         EXPECT_EQ(g_formatEntry.fmt_find_stream(hFmt, 0), 0);
-        EXPECT_EQ(Told(PlayerReadAll(hFmt)), stRow.strTold);
+        EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), stRow.strTold);
         g_formatEntry.fmt_close(hFmt);
     }
 }
@@ -190,14 +178,14 @@ TEST_F(SrtTest, ACueThatCannotBeReadOrConvertedCostsOneRead) {
         ASSERT_NE(hFmt, nullptr);
         g_memoryFile.s32Reads = g_memoryFile.s32Seeks = 0;
         g_memoryFile.*stRow.pmFault = 1;
-        EXPECT_EQ(Told(PlayerReadAll(hFmt)), "!|3000+1000 two\n\n|");
+        EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), "!|3000+1000 two\n\n|");
         EXPECT_TRUE(HostLogged(stRow.pszMessage));
         g_formatEntry.fmt_close(hFmt);
     }
     void *hFmt = PlayerOpenBytes("a.srt", strBytes, ConverterDouble());
     ASSERT_NE(hFmt, nullptr);
     g_converter.s32OutLen = SVR_SUB_STR_OUT_MAX_LEN;
-    EXPECT_EQ(Told(PlayerReadAll(hFmt)), "!|!|");
+    EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), "!|!|");
     EXPECT_TRUE(HostLogged("SVR_SUB_TRANSCODE_Line failed!", "SrtDemuxerReadTransCodeFrame"));
     g_formatEntry.fmt_close(hFmt);
 }
@@ -290,7 +278,7 @@ TEST_F(SrtTest, Utf16IsReadInPairs) {
         };
         const std::string strMark = bBigEndian ? "\xFE\xFF" : "\xFF\xFE";
         const std::string strBytes = "1\r\n00:00:01,000 --> 00:00:02,500\r\nOne\r\n\r\n2\r\n" + Line(3, 4) + "Two\n\n";
-        EXPECT_EQ(Told(PlayerCuesOf("a.srt", strMark + Utf16(strBytes, bBigEndian), &stOps)),
+        EXPECT_EQ(PlayerTold(PlayerCuesOf("a.srt", strMark + Utf16(strBytes, bBigEndian), &stOps)),
                   "1000+1500 One\r\n\r\n|3000+1000 Two\n\n|");
     }
 }

@@ -44,11 +44,6 @@ static uint32_t *AssCodeType(void *hFmt) {
     return &static_cast<AssDemuxerHdl *>(hFmt)->u32CodeType;
 }
 
-static int32_t AssReindex(void *hFmt) {
-    AssDemuxerHdl *pstHdl = static_cast<AssDemuxerHdl *>(hFmt);
-    return AssParse(pstHdl, pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
-}
-
 static int32_t AssSetSrcCodeType(void *hFmt, uint32_t *pu32CodeType);
 
 static void AssFreeOwn(void *hFmt) {
@@ -61,7 +56,6 @@ static constexpr TextTraits s_stAssTraits = {
     .u32Format = SUB_STREAM_FORMAT_ASS,
     .u32HdlSize = sizeof(AssDemuxerHdl),
     .s32CreateFailedLevel = PLAYER_LOG_ERROR,
-    .s32UnknownLevel = PLAYER_LOG_ERROR,
     .s32ResetLevel = PLAYER_LOG_INFO,
     .pszInvalid = "invalid param!",
     .pszNotOpen = "file not open!",
@@ -72,7 +66,6 @@ static constexpr TextTraits s_stAssTraits = {
     .pszCloseNoSlot = "invalid param",
     .pszReindexFailed = "ASS:reparse index failed!",
     .pfnCodeType = AssCodeType,
-    .pfnReindex = AssReindex,
     .pfnSetSrcCodeType = AssSetSrcCodeType,
     .pfnFreeOwn = AssFreeOwn,
 };
@@ -84,7 +77,7 @@ static int32_t AssSetSrcCodeType(void *hFmt, uint32_t *pu32CodeType) {
     int32_t s32Result = 0;
     if (*pu32CodeType != 0) {
         pstHdl->u32CodeType = *pu32CodeType;
-        s32Result = AssReindex(pstHdl);
+        s32Result = AssParse(pstHdl, pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
     } else {
         s32Result = AssIdentifyCodeType(pstHdl);
         if (s32Result != 0) {

@@ -98,8 +98,8 @@ void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, Text
     }
 }
 
-uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel) {
-    return SvrTextIdentifyHinted(pszFunc, pstHead, pstTraits->pstEntry->s32CodeTypeHint, s32UnknownLevel);
+uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead) {
+    return SvrTextIdentifyHinted(pszFunc, pstHead, pstTraits->pstEntry->s32CodeTypeHint, pstTraits->s32UnknownLevel);
 }
 
 uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s32Hint, int32_t s32UnknownLevel) {
@@ -179,7 +179,7 @@ static int32_t TextSetSrcCodeType(const char *pszFunc, const TextTraits *pstTrai
         return pstTraits->pfnSetSrcCodeType(pstHead, pu32Asked);
     }
     if (*pu32Asked == 0) {
-        *pu32Asked = SvrTextIdentify(pszFunc, pstTraits, pstHead, PLAYER_LOG_ERROR);
+        *pu32Asked = SvrTextIdentifyHinted(pszFunc, pstHead, pstTraits->pstEntry->s32CodeTypeHint, PLAYER_LOG_ERROR);
     }
     *pu32CodeType = *pu32Asked;
     if (pstTraits->pfnReindex(pstHead) == -1) {

@@ -36,7 +36,7 @@ struct TextTraits {
     const char *pszReindexFailed;         // index that could not be rebuilt in a new code type
     uint32_t *(*pfnCodeType)(void *hFmt); // where the handle keeps its code type
     int32_t (*pfnReindex)(void *hFmt);    // builds the index in the current code type; 0 or -1
-    // Takes a new source code type in its own way; the argument is not null. Null: the common way.
+    // Takes a new source code type in its own way, without pfnReindex; the argument is not null. Null: the common way.
     int32_t (*pfnSetSrcCodeType)(void *hFmt, uint32_t *pu32CodeType);
     void (*pfnFreeOwn)(void *hFmt); // frees the index and other blocks of its own; may find them null
 };
@@ -75,10 +75,10 @@ SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstT
 // Makes the converter instance when the host handed in a table; without one, or when it fails, there is none.
 void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);
 
-// The file's code type, 0 when it cannot be told; find-stream and a change of code type warn at levels of their own.
-uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead, int32_t s32UnknownLevel);
+// The file's code type for find-stream, by the host's hint; 0 when it cannot be told.
+uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);
 
-// The same with a hint of the caller's own.
+// The same by a hint of the caller's, and with the caller's level of the warning.
 uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s32Hint, int32_t s32UnknownLevel);
 
 // Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.

@@ -119,7 +119,7 @@ static int32_t SmiDemuxerFindStream(void *hFmt, int32_t) {
     SVR_RETURN_UNLESS(pstHead->stFileInfo.pastProgramInfo != nullptr, __func__, "pastProgramInfo is null");
 
     SvrTextCreateCharset(__func__, &s_stSmiTraits, pstHead);
-    pstHdl->u32CodeType = SvrTextIdentify(__func__, &s_stSmiTraits, pstHead, s_stSmiTraits.s32UnknownLevel);
+    pstHdl->u32CodeType = SvrTextIdentify(__func__, &s_stSmiTraits, pstHead);
     if (SmiSkipHead(pstHdl) != 0) {
         return -1;
     }

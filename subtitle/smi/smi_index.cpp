@@ -1,9 +1,10 @@
 // SAMI file to language classes and cue index: class rules stand in the header, a line that begins with a sync tag
 // opens a cue. The index keeps where that line stands; which class's text is taken from there is decided when it is
 // read.
+#include "subtitle/smi/smi_demuxer.h"
+
 #include "subtitle/common/line_reader.h"
 #include "subtitle/common/text_scan.h"
-#include "subtitle/smi/smi_demuxer.h"
 
 #include <cstring>
 

@@ -103,7 +103,7 @@ static int32_t SrtDemuxerFindStream(void *hFmt, int32_t) {
     SVR_RETURN_UNLESS(pstProgram->pastSubStream != nullptr, __func__, "pastSubStream is null");
 
     SvrTextCreateCharset(__func__, &s_stSrtTraits, pstHead);
-    pstHdl->u32CodeType = SvrTextIdentify(__func__, &s_stSrtTraits, pstHead, s_stSrtTraits.s32UnknownLevel);
+    pstHdl->u32CodeType = SvrTextIdentify(__func__, &s_stSrtTraits, pstHead);
     pstProgram->pastSubStream[0].u32CodeType = pstHdl->u32CodeType;
     SVR_RETURN_UNLESS(SrtParse(pstHdl, pstHead->hUrl, pstHead->pstProtocol) == 0, __func__, "_SRT_NODE_Parse failed!");
     pstHead->pstProtocol->url_seek(pstHead->hUrl, 0, 0);
