@@ -19,12 +19,12 @@ else()
 endif()
 
 # No exceptions, no RTTI, no guards and no unwinder: nothing that would pull in a C++ runtime. Floating-point results
-# are the same on every target, so no contraction.
+# are the same on every target, so no contraction. Nothing unwinds through the plug-in; it need not carry the tables.
 add_library(pell_plugin_compile INTERFACE)
 target_link_libraries(pell_plugin_compile INTERFACE pell_compile)
 target_compile_options(pell_plugin_compile INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
-  -ffp-contract=off -fno-semantic-interposition -ffunction-sections -fdata-sections)
+  $<$<CONFIG:Release>:-O2> -fno-asynchronous-unwind-tables -ffp-contract=off -fno-semantic-interposition -ffunction-sections -fdata-sections)
 
 # Turns a shared library of C++ sources into one that the C driver links: an accidental use of the C++ runtime is then
 # an unresolved symbol. Sanitized builds are linked without that check, their runtime comes with the program.

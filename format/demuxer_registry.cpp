@@ -4,9 +4,7 @@
 
 // The order decides when several demuxers would accept a URL.
 static FormatEntry *const s_apstDemuxers[] = {
-    &g_srtDemuxer,
-    &g_smiDemuxer,
-    &g_assDemuxer,
+    &g_srtDemuxer, &g_lrcDemuxer, &g_smiDemuxer, &g_idxDemuxer, &g_subDemuxer, &g_assDemuxer,
 };
 
 static FormatEntry *g_demuxerHead;

@@ -158,7 +158,7 @@ typedef struct Protocol Protocol;
 typedef int32_t (*FmtFindFn)(const char *pszUrl, Protocol *pstProtocol);
 /* 0 and *phFmt set; the handle is the caller's until fmt_close. Hosts pass PellProtocolOf(&g_formatEntry). */
 typedef int32_t (*FmtOpenFn)(const char *pszUrl, Protocol *pstProtocol, void **phFmt);
-/* Identifies the encoding and indexes every cue. The second argument is not read. */
+/* Identifies the encoding and indexes every cue (VobSub is indexed by open). The second argument is not read. */
 typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);
 /* *ppstInfo is the handle's own record, valid until fmt_close. */
 typedef int32_t (*FmtGetInfoFn)(void *hFmt, FileInfo **ppstInfo);
@@ -168,7 +168,9 @@ typedef int32_t (*FmtReadFn)(void *hFmt, FmtFrame *pstFrame);
 typedef int32_t (*FmtFreeFn)(void *hFmt, FmtFrame *pstFrame);
 /* enum InvokeCommand says what each command takes; unknown commands give 0. */
 typedef int32_t (*FmtInvokeFn)(void *hFmt, int32_t s32Command, void *pvArg);
-/* 0: the next read delivers the cue that covers or follows the time (ms). -1: there is none; nothing moves. */
+/* 0: the next read delivers the first cue that ends at the time (ms) or after it; lyrics and VobSub: the last one that
+   begins before it, too. -1: there is none; nothing moves (text SUB: 0, and the next read gives -2). Time 0 is the
+   first cue. Selects the stream where there are several. */
 typedef int32_t (*FmtSeekPtsFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pts);
 /* Not supported by any demuxer: -1. */
 typedef int64_t (*FmtSeekPosFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pos);
@@ -250,7 +252,10 @@ extern PELL_API FormatEntry g_formatEntry;
 
 /* The demuxers and the protocol behind it. */
 extern PELL_API FormatEntry g_srtDemuxer;
+extern PELL_API FormatEntry g_lrcDemuxer;
 extern PELL_API FormatEntry g_smiDemuxer;
+extern PELL_API FormatEntry g_idxDemuxer;
+extern PELL_API FormatEntry g_subDemuxer;
 extern PELL_API FormatEntry g_assDemuxer;
 extern PELL_API FormatEntry g_fileProtocol;
 
@@ -290,6 +295,17 @@ struct SrtDemuxerHdl;
 
 /* Describes the one stream of an SRT handle; the result is that of SvrSubGetLang. */
 PELL_API int32_t SrtDemuxerInitFileInfo(struct SrtDemuxerHdl *pstHdl, const char *pszUrl);
+
+struct LrcDemuxerHdl;
+
+/* Finds the offset that the lines before the first timed one give the file, and goes back to the first line. 0 or -1.
+ */
+PELL_API int32_t LrcParseHead(struct LrcDemuxerHdl *pstHdl);
+
+/* Reads one line of a VobSub index into pu8Line, zero-filled to its s32Size bytes: without comments ('#' to the end of
+   the line), and with the first character of its line end. Bytes stored, at most s32Size - 1 (the rest is the next
+   line); 0 when no data is left. Empty lines are passed over. */
+PELL_API int32_t IdxReadLine(uint8_t *pu8Line, int32_t s32Size, Protocol *pstProtocol, void *hUrl);
 
 static_assert(offsetof(FormatEntry, url_find) == 16 * sizeof(void *), "field n stands at n - 1 pointers");
 static_assert(offsetof(FormatEntry, s32CodeTypeHint) == 25 * sizeof(void *), "field n stands at n - 1 pointers");

@@ -100,7 +100,6 @@ static int32_t SvrFileFill(SvrFileHandle *pstFile, int32_t s32Want) {
     pstFile->pu8Cur = pstFile->au8Cache;
     pstFile->pu8End = pstFile->au8Cache + s32Got;
     pstFile->bEof = s32Got < SVR_FILE_CACHE_SIZE ? 1 : 0;
-    pstFile->s32CacheUsed = s32Got > pstFile->s32CacheUsed ? s32Got : pstFile->s32CacheUsed;
     return s32Got;
 }
 
@@ -188,14 +187,12 @@ static int32_t SvrFileOpenPreRead(SvrFileHandle *pstFile) {
     return 0;
 }
 
-// Closes the descriptor and frees the handle. Clears what the handle held, but not the megabyte that nothing touched.
+// Closes the descriptor and frees the handle, cleared but for the megabyte of bytes that the file has anyway.
 static void SvrFileRelease(SvrFileHandle *pstFile, const char *pszFunc) {
     if (pstFile->s32Fd >= 0) {
         close(pstFile->s32Fd);
     }
-    const size_t uCacheUsed = static_cast<size_t>(pstFile->s32CacheUsed);
     const size_t uTail = sizeof(*pstFile) - offsetof(SvrFileHandle, pu8Cur);
-    SVR_BOUNDED(pszFunc, memset_s(pstFile->au8Cache, sizeof(pstFile->au8Cache), 0, uCacheUsed), "memset_s");
     SVR_BOUNDED(pszFunc, memset_s(&pstFile->pu8Cur, uTail, 0, uTail), "memset_s");
     free(pstFile);
 }

@@ -16,6 +16,5 @@ struct SvrFileHandle {
     int32_t bEof;          // the last fill got less than it asked for
     int64_t s64FileLength; // length of the range; 0 or less: no range
     int64_t s64FileOffset; // start of the range
-    int32_t s32CacheUsed;  // bytes of au8Cache ever filled: all that a close has to clear
     int32_t bPosKnown;     // 0 while s64CurPos counts from where the first fill began, not from the start of the file
 };

@@ -1,5 +1,5 @@
-// The one door through which the line reader looks at the file protocol's cached bytes, instead of asking for them one
-// at a time. It only shows and skips what is cached; everything else goes through the protocol's slots.
+// The one door through which the readers of lines look at the file protocol's cached bytes, instead of asking for them
+// one at a time. It only shows and skips what is cached; everything else goes through the protocol's slots.
 #pragma once
 
 #include "protocol/file_protocol.h"

@@ -28,7 +28,8 @@ int strncat_s(char *pszDst, rsize_t uDstSize, const char *pszSrc, rsize_t uCount
 int snprintf_s(char *pszDst, rsize_t uDstSize, const char *pszFormat, ...) __attribute__((format(printf, 3, 4)));
 
 // Formatted input: the number of stored conversions, or -1 when the input ends before the first one, or on a violation.
-// Understands literals, blanks, and %d %x %c %s %[ with '*', widths, and ll before d and x; any other directive ends
+// Understands literals, blanks, and %d %x %f %c %s %[ with '*', widths, and ll before d and x; any other directive ends
 // the scan. As in Annex K, c, s and [ take a size (rsize_t) after their pointer and fail when the text does not fit.
-// Numbers that leave their type's range stop at its limit.
+// Whole numbers that leave their type's range stop at its limit; %f (float *) reads what strtof reads, with a point
+// under every locale.
 int sscanf_s(const char *pszText, const char *pszFormat, ...);

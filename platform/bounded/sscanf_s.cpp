@@ -1,6 +1,9 @@
 // Formatted input with bounded text conversions, the same on every C library and under every locale.
 #include "platform/bounded/bounded.h"
 #include "platform/text/ascii.h"
+#include "platform/text/decimal.h"
+
+#include <cstring>
 
 struct ScanDirective {
     bool bSuppress; // '*': matched, not stored
@@ -144,6 +147,21 @@ static bool ScanStoreText(const ScanDirective *pstDir, const char *pszText, size
     return strncpy_s(pszDst, uDstSize, pszText, uLen) == 0;
 }
 
+// Reads a floating-point number of at most the directive's width. The place after it, or null.
+static const char *ScanFloat(const ScanDirective *pstDir, const char *pszText, va_list *pArgs) {
+    const uint8_t *pu8Text = reinterpret_cast<const uint8_t *>(pszText);
+    const size_t uLen = strnlen(pszText, pstDir->uWidth != 0 ? pstDir->uWidth : SIZE_MAX);
+    float fValue = 0;
+    const uint8_t *pu8After = SvrScanFloat(pu8Text, pu8Text + uLen, &fValue);
+    if (pu8After == nullptr) {
+        return nullptr;
+    }
+    if (!pstDir->bSuppress) {
+        *va_arg(*pArgs, float *) = fValue;
+    }
+    return pszText + (pu8After - pu8Text);
+}
+
 // Matches one directive. The place after it, or null when it does not match.
 static const char *ScanConvert(const ScanDirective *pstDir, const char *pszText, va_list *pArgs) {
     if (pstDir->chKind == 'd' || pstDir->chKind == 'x') {
@@ -154,6 +172,9 @@ static const char *ScanConvert(const ScanDirective *pstDir, const char *pszText,
             ScanStoreNumber(pstDir, bNegative, u64Value, pArgs);
         }
         return pszAfter;
+    }
+    if (pstDir->chKind == 'f' && !pstDir->bLong) {
+        return ScanFloat(pstDir, pszText, pArgs);
     }
     if (pstDir->chKind != 'c' && pstDir->chKind != 's' && pstDir->chKind != '[') {
         return nullptr;

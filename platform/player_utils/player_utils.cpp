@@ -158,9 +158,18 @@ int32_t SvrSysGetProperty(const char *pszKey, char *pszValue, uint32_t u32ValueS
     return static_cast<int32_t>(uLen);
 }
 
+// The level is asked for once: there are messages for every line of a file.
 static bool LogWanted(int32_t s32Level) {
-    const char *pszLevel = getenv("PELL_LOG_LEVEL");
-    return pszLevel != nullptr && strtol(pszLevel, nullptr, 10) >= s32Level;
+    constexpr int32_t s32Unknown = -1;
+    static int32_t s_s32Wanted = s32Unknown;
+    int32_t s32Wanted = __atomic_load_n(&s_s32Wanted, __ATOMIC_RELAXED);
+    if (s32Wanted == s32Unknown) {
+        const char *pszLevel = getenv("PELL_LOG_LEVEL");
+        const long lLevel = pszLevel != nullptr ? strtol(pszLevel, nullptr, 10) : 0;
+        s32Wanted = lLevel < 0 || lLevel > PLAYER_LOG_VERBOSE ? PLAYER_LOG_VERBOSE : static_cast<int32_t>(lLevel);
+        __atomic_store_n(&s_s32Wanted, s32Wanted, __ATOMIC_RELAXED);
+    }
+    return s32Wanted >= s32Level;
 }
 
 // One message, one line: whatever breaks lines inside it becomes a blank.

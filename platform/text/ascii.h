@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 inline bool SvrIsSpace(uint8_t u8Char) {
     return u8Char == ' ' || (u8Char >= '\t' && u8Char <= '\r');
@@ -17,8 +18,13 @@ inline uint8_t SvrLower(uint8_t u8Char) {
     return u8Char >= 'A' && u8Char <= 'Z' ? static_cast<uint8_t>(u8Char | 0x20) : u8Char;
 }
 
-inline bool SvrIsAlpha(uint8_t u8Char) {
-    return SvrLower(u8Char) >= 'a' && SvrLower(u8Char) <= 'z';
+constexpr bool SvrIsAlpha(uint8_t u8Char) {
+    return (u8Char | 0x20) >= 'a' && (u8Char | 0x20) <= 'z';
+}
+
+// The first such byte of a span, or null.
+inline const uint8_t *SvrFindByte(const uint8_t *pu8Text, const uint8_t *pu8End, uint8_t u8Byte) {
+    return static_cast<const uint8_t *>(memchr(pu8Text, u8Byte, static_cast<size_t>(pu8End - pu8Text)));
 }
 
 inline const uint8_t *SvrSkipSpace(const uint8_t *pu8Text, const uint8_t *pu8End) {
@@ -28,30 +34,27 @@ inline const uint8_t *SvrSkipSpace(const uint8_t *pu8Text, const uint8_t *pu8End
     return pu8Text;
 }
 
-// Reads what "%<width>d" reads: leading blanks, then a sign and digits of at most s32Width characters together. Returns
-// the place after the number, or null when there is none. Values beyond 32 bits stop at the limit they ran into.
+// Reads what "%lld" reads, of at most s32Width characters behind the blanks. The place after the number, or null when
+// there is none. Values beyond 64 bits stop at the limit they ran into.
+const uint8_t *SvrScanInt64(const uint8_t *pu8Text, const uint8_t *pu8End, int32_t s32Width, int64_t *ps64Value);
+
+// The same for "%d" and 32 bits.
+const uint8_t *SvrScanIntAny(const uint8_t *pu8Text, const uint8_t *pu8End, int32_t s32Width, int32_t *ps32Value);
+
+// The same, quick for one or two digits: most numbers in time lines have no more.
 inline const uint8_t *SvrScanInt(const uint8_t *pu8Text, const uint8_t *pu8End, int32_t s32Width, int32_t *ps32Value) {
-    pu8Text = SvrSkipSpace(pu8Text, pu8End);
-    bool bNegative = false;
-    if (pu8Text < pu8End && (*pu8Text == '-' || *pu8Text == '+')) {
-        bNegative = *pu8Text == '-';
-        pu8Text++;
-        s32Width--;
+    if (s32Width < 2 || pu8End - pu8Text < 3 || !SvrIsDigit(pu8Text[0])) {
+        return SvrScanIntAny(pu8Text, pu8End, s32Width, ps32Value);
     }
-    const uint8_t *pu8First = pu8Text;
-    int64_t s64Value = 0;
-    for (; pu8Text < pu8End && s32Width > 0 && SvrIsDigit(*pu8Text); pu8Text++, s32Width--) {
-        if (s64Value <= INT32_MAX) {
-            s64Value = s64Value * 10 + (*pu8Text - '0');
-        }
+    *ps32Value = pu8Text[0] - '0';
+    if (!SvrIsDigit(pu8Text[1])) {
+        return pu8Text + 1;
     }
-    if (pu8Text == pu8First) {
-        return nullptr;
+    if (s32Width > 2 && SvrIsDigit(pu8Text[2])) {
+        return SvrScanIntAny(pu8Text, pu8End, s32Width, ps32Value);
     }
-    s64Value = bNegative ? -s64Value : s64Value;
-    s64Value = s64Value > INT32_MAX ? INT32_MAX : s64Value;
-    *ps32Value = static_cast<int32_t>(s64Value < INT32_MIN ? INT32_MIN : s64Value);
-    return pu8Text;
+    *ps32Value = *ps32Value * 10 + (pu8Text[1] - '0');
+    return pu8Text + 2;
 }
 
 // Equal in length and, without regard to ASCII case, in every character.

@@ -258,11 +258,8 @@ static int32_t AssDemuxerSeekPts(void *hFmt, int32_t, int64_t s64Pts) {
     SVR_RETURN_UNLESS(pstHdl->stHead.bFileOpen != 0, __func__, "file not open!");
     SVR_RETURN_UNLESS(pstHdl->u32IndexNum != 0, __func__, "ass node num is 0");
     SVR_RETURN_UNLESS(pstHdl->pstAssIndexNodeList != nullptr, __func__, "invalid param!");
-    return SvrIndexSeek(pstHdl->pstAssIndexNodeList, pstHdl->u32IndexNum, s64Pts, &pstHdl->u32CurIndex);
-}
-
-static int64_t AssDemuxerSeekPos(void *, int32_t, int64_t) {
-    return -1;
+    return SvrIndexSeek(pstHdl->pstAssIndexNodeList, pstHdl->u32IndexNum, s64Pts, pstHdl->bEndsAscend != 0,
+                        &pstHdl->u32CurIndex);
 }
 
 static int32_t AssDemuxerClose(void *hFmt) {
@@ -283,6 +280,6 @@ constinit FormatEntry g_assDemuxer = {
     .fmt_free = AssDemuxerFree,
     .fmt_invoke = AssDemuxerInvoke,
     .fmt_seek_pts = AssDemuxerSeekPts,
-    .fmt_seek_pos = AssDemuxerSeekPos,
+    .fmt_seek_pos = SvrTextSeekPos,
     .fmt_close = AssDemuxerClose,
 };

@@ -4,7 +4,7 @@
 
 #include "subtitle/common/clock_scan.h"
 #include "subtitle/common/line_reader.h"
-#include "subtitle/common/text_scan.h"
+#include "subtitle/common/text_reader.h"
 
 #include <cstring>
 
@@ -26,6 +26,8 @@ enum AssNodeResult { ASS_NODE_ADDED, ASS_NODE_SKIPPED, ASS_NODE_FATAL };
 
 // What the line loop knows beside the handle.
 struct AssParser {
+    TextReader stReader;
+    int32_t s32StartPos; // where the line began; positions are those of 32 bits
     AssState enState;
     bool bFormatSeen; // a "Format:" line has followed "[Events]"
     bool bNoEvent;    // no event line met in the events section yet
@@ -72,8 +74,7 @@ static int32_t AssGetPts(AssCursor stCursor, int64_t *ps64Start, int64_t *ps64En
     uint32_t u32Commas = 0;
     *ps64Start = AssGetTime(&stCursor, &u32Commas);
     SVR_RETURN_UNLESS(*ps64Start != -1, __func__, "WARNING! find *ps64StartPts failed! ");
-    const size_t uLeft = static_cast<size_t>(stCursor.pu8End - stCursor.pu8Cur);
-    stCursor.pu8Cur = static_cast<const uint8_t *>(memchr(stCursor.pu8Cur, ',', uLeft));
+    stCursor.pu8Cur = SvrFindByte(stCursor.pu8Cur, stCursor.pu8End, ',');
     SVR_RETURN_UNLESS(stCursor.pu8Cur != nullptr, __func__, "WARNINT! get end pts fail!");
     *ps64End = AssGetTime(&stCursor, &u32Commas);
     SVR_RETURN_UNLESS(*ps64End != -1, __func__, "null");
@@ -86,19 +87,20 @@ static int32_t AssGetPts(AssCursor stCursor, int64_t *ps64Start, int64_t *ps64En
     return 0;
 }
 
-// Adds the event whose fields begin at the cursor and whose line began at s32StartPos. Positions are those of 32 bits.
-static AssNodeResult AssNodeParse(AssDemuxerHdl *pstHdl, AssCursor stCursor, int32_t s32StartPos) {
+// Adds the event whose fields begin at the cursor.
+static AssNodeResult AssNodeParse(AssDemuxerHdl *pstHdl, const AssParser *pstParser, AssCursor stCursor) {
     int64_t s64Start = 0;
     int64_t s64End = 0;
     if (AssGetPts(stCursor, &s64Start, &s64End) != 0) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING! get pts failed!");
         return ASS_NODE_SKIPPED;
     }
-    const int64_t s64EndPos = SvrSubTell(pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
+    const int64_t s64EndPos = SvrTextTell(&pstParser->stReader);
     if (SvrSubSeekFailed(s64EndPos)) {
         SVR_LOG_RESULT(__func__, "_ASS_NODE_Parse:SEEK_CUR 0 failed!", -1);
         return ASS_NODE_FATAL;
     }
+    const int32_t s32StartPos = pstParser->s32StartPos;
     const int32_t s32EndPos = static_cast<int32_t>(s64EndPos);
     if (s32EndPos <= s32StartPos) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING! s32EndPos <= s32StartPos!");
@@ -171,8 +173,7 @@ static int32_t AssHeaderParsEvent(AssDemuxerHdl *pstHdl, AssParser *pstParser, T
 }
 
 // A line among the events: an event, or one more line of the header.
-static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText,
-                                      int32_t s32StartPos) {
+static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText) {
     const uint8_t *pu8Fields = SvrFindBehind(stText, "Dialogue:");
     if (pu8Fields != nullptr) {
         pstParser->bNoEvent = false;
@@ -180,7 +181,7 @@ static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParse
         const TextSpan stFields =
             SvrSpanUpToZero(SvrSpanFrom(stText, static_cast<int32_t>(pu8Fields - stText.pu8Text)));
         const AssCursor stCursor = {pu8Fields, SvrSpanEnd(stFields)};
-        return AssNodeParse(pstHdl, stCursor, s32StartPos) == ASS_NODE_FATAL ? -1 : 0;
+        return AssNodeParse(pstHdl, pstParser, stCursor) == ASS_NODE_FATAL ? -1 : 0;
     }
     if (SvrBeginsWith(stText, "[Events]")) {
         pstParser->enState = ASS_STATE_EVENTS;
@@ -192,8 +193,7 @@ static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParse
     return AssHeaderStore(pstHdl, stText);
 }
 
-static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText,
-                                     int32_t s32StartPos) {
+static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser, TextSpan stText) {
     switch (pstParser->enState) {
     case ASS_STATE_INIT:
         return AssHeaderParseInit(pstHdl, pstParser, stText);
@@ -203,7 +203,7 @@ static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser
     case ASS_STATE_EVENTS:
         return AssHeaderParsEvent(pstHdl, pstParser, stText);
     default:
-        return AssHeaderParseDialogue(pstHdl, pstParser, stText, s32StartPos);
+        return AssHeaderParseDialogue(pstHdl, pstParser, stText);
     }
 }
 
@@ -214,48 +214,44 @@ static int32_t AssHeaderParseChk(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *ps
     return 0;
 }
 
-// Reads a line and tells where it began. 0, or -1 when the position cannot be told; the line's length may be negative.
-static int32_t AssHeaderParseReadFrame(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, int32_t *ps32StartPos,
-                                       int32_t *ps32Len) {
-    const int64_t s64StartPos = SvrSubTell(hUrl, pstProtocol);
+// Reads a line and tells where it began. 0, or -1 when the position cannot be told.
+static int32_t AssHeaderParseReadFrame(AssParser *pstParser, TextSpan *pstText, TextLine *penLine) {
+    const int64_t s64StartPos = SvrTextTell(&pstParser->stReader);
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(s64StartPos), __func__, "get s32StartPos failed");
-    *ps32StartPos = static_cast<int32_t>(s64StartPos);
-    *ps32Len = SvrSubReadLine(pstHdl->au8LineBuf, hUrl, pstProtocol, pstHdl->stHead.pstCharsetOps,
-                              static_cast<int32_t>(pstHdl->u32CodeType));
-    return 0;
-}
-
-static int32_t AssHeaderParseTransCodeFrame(AssDemuxerHdl *pstHdl, int32_t s32Len, TextSpan *pstText) {
-    const TextBuf stBuf = AssFrameBuf(pstHdl);
-    SVR_RETURN_UNLESS(
-        SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, pstText) == 0, __func__,
-        "Transcode subtitle failed!");
+    pstParser->s32StartPos = static_cast<int32_t>(s64StartPos);
+    int32_t s32Len = 0;
+    *penLine = SvrTextReadLine(&pstParser->stReader, pstText, &s32Len);
+    if (*penLine == TEXT_LINE_FAILED) {
+        SVR_LOG_RESULT("AssHeaderParseTransCodeFrame", "Transcode subtitle failed!", -1);
+    }
     return 0;
 }
 
 // The line loop. 0 at the end of a file with events, else -1.
 static int32_t AssHeaderParse(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     SVR_RETURN_UNLESS(AssHeaderParseChk(pstHdl, hUrl, pstProtocol) == 0, __func__, "AssHeaderParse failed!");
-    AssParser stParser = {ASS_STATE_INIT, false, true};
+    AssParser stParser = {
+        .stReader = SvrTextReaderOf(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType, pstHdl->au8LineBuf,
+                                    AssFrameBuf(pstHdl)),
+        .s32StartPos = 0,
+        .enState = ASS_STATE_INIT,
+        .bFormatSeen = false,
+        .bNoEvent = true,
+    };
     for (;;) {
         if (SvrTextStopped(&pstHdl->stHead)) {
             PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "stop reading ass subtitle");
             return -1;
         }
-        int32_t s32StartPos = 0;
-        int32_t s32Len = 0;
-        SVR_RETURN_UNLESS(AssHeaderParseReadFrame(pstHdl, hUrl, pstProtocol, &s32StartPos, &s32Len) == 0, __func__,
+        TextSpan stText = {};
+        TextLine enLine = TEXT_LINE_END;
+        SVR_RETURN_UNLESS(AssHeaderParseReadFrame(&stParser, &stText, &enLine) == 0, __func__,
                           "AssHeaderParseReadFrame failed");
-        if (s32Len < 0) {
+        if (enLine == TEXT_LINE_END) {
             break;
         }
-        if (s32Len == 0) {
-            continue;
-        }
-        TextSpan stText = {};
-        SVR_RETURN_UNLESS(AssHeaderParseTransCodeFrame(pstHdl, s32Len, &stText) == 0, __func__,
-                          "Transcode subtitle failed!");
-        SVR_RETURN_UNLESS(AssHeaderParseByState(pstHdl, &stParser, stText, s32StartPos) == 0, __func__,
+        SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, __func__, "Transcode subtitle failed!");
+        SVR_RETURN_UNLESS(enLine == TEXT_LINE_EMPTY || AssHeaderParseByState(pstHdl, &stParser, stText) == 0, __func__,
                           "_ASS_HEADER_Store failed!");
     }
     return stParser.bNoEvent ? -1 : 0;
@@ -267,12 +263,13 @@ int32_t AssParse(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     }
     pstHdl->u32CurIndex = 0;
     pstHdl->u32IndexNum = 0;
+    pstHdl->bEndsAscend = 0;
     pstHdl->u32HeaderLen = 0;
     const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
                                               static_cast<int32_t>(pstHdl->u32CodeType));
     SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip header failed!");
     pstHdl->s64StartPos = s32Marks;
     SVR_RETURN_UNLESS(AssHeaderParse(pstHdl, hUrl, pstProtocol) == 0, __func__, "null");
-    SvrIndexSort(pstHdl->pstAssIndexNodeList, pstHdl->u32IndexNum, sizeof(IndexNode), AssNodeCompare);
+    pstHdl->bEndsAscend = SvrIndexFinish(pstHdl->pstAssIndexNodeList, pstHdl->u32IndexNum, AssNodeCompare);
     return 0;
 }

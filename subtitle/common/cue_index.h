@@ -17,16 +17,43 @@ struct IndexNode {
 // Makes room for u32Step more nodes of u32NodeSize bytes. 0, or -1 with the index gone: null, capacity and count 0.
 int32_t SvrIndexGrow(void **ppvNodes, uint32_t *pu32Max, uint32_t *pu32Num, uint32_t u32NodeSize, uint32_t u32Step);
 
-// Appends a node, growing the index by SVR_INDEX_STEP when it is full. 0, or -1 with the index gone.
-int32_t SvrIndexAppend(IndexNode **ppstNodes, uint32_t *pu32Max, uint32_t *pu32Num, const IndexNode *pstNode);
+// The same for the nodes above, by SVR_INDEX_STEP.
+int32_t SvrIndexGrowByStep(IndexNode **ppstNodes, uint32_t *pu32Max, uint32_t *pu32Num);
 
-// Ascending start time, by the signed difference of the low 32 bits; 0 when a pointer is null. For qsort.
+// Appends a node, growing the index when it is full. 0, or -1 with the index gone.
+inline int32_t SvrIndexAppend(IndexNode **ppstNodes, uint32_t *pu32Max, uint32_t *pu32Num, const IndexNode *pstNode) {
+    if (*pu32Num >= *pu32Max && SvrIndexGrowByStep(ppstNodes, pu32Max, pu32Num) != 0) {
+        return -1;
+    }
+    (*ppstNodes)[(*pu32Num)++] = *pstNode;
+    return 0;
+}
+
+// The signed difference of the low 32 bits: ascending, for times that are less than 2^31 ms apart.
+inline int SvrIndexCompareTimes(int64_t s64Left, int64_t s64Right) {
+    return static_cast<int32_t>(static_cast<uint32_t>(s64Left) - static_cast<uint32_t>(s64Right));
+}
+
+// Compares the starts of two nodes; 0 when a pointer is null.
 int SvrIndexCompareStart(const void *pvLeft, const void *pvRight);
 
-// Sorts the nodes, unless they stand in order already. The comparison may contradict itself for times far apart; that
-// costs the order, nothing else.
-void SvrIndexSort(void *pvNodes, uint32_t u32Num, uint32_t u32NodeSize, int (*pfnCompare)(const void *, const void *));
+// Less than, equal to or greater than 0, as for qsort.
+typedef int (*IndexCompareFn)(const void *pvLeft, const void *pvRight);
+
+// Sorts nodes in place; equal ones keep their order. The comparison of times far apart contradicts itself. That may
+// cost the order and never reaches outside the array: qsort promises neither.
+void SvrIndexSort(void *pvNodes, uint32_t u32Num, uint32_t u32NodeSize, IndexCompareFn pfnCompare);
+
+// Sorts the cues of a build. Whether no cue ends before one that stands ahead of it, and every end can be told in 64
+// bits.
+bool SvrIndexFinish(IndexNode *pstNodes, uint32_t u32Num, IndexCompareFn pfnCompare);
+
+// The same without sorting.
+bool SvrIndexEndsAscend(const IndexNode *pstNodes, uint32_t u32Num);
+
+// The first node whose end is not before the time, or u32Num. Ends that ascend are found without a walk.
+uint32_t SvrIndexFind(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts, bool bEndsAscend);
 
 // Moves the read cursor to the first node whose end is not before the time; time 0 is the first node. 0, or -1 with the
 // cursor where it was when there is no such node.
-int32_t SvrIndexSeek(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts, uint32_t *pu32Cur);
+int32_t SvrIndexSeek(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts, bool bEndsAscend, uint32_t *pu32Cur);

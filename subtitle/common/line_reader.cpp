@@ -1,16 +1,13 @@
-// Byte-order marks and lines. A line comes byte by byte from a foreign protocol; from our own file protocol it is cut
-// out of the cached window where it lies there whole, and read byte by byte where it does not. Both ways give the same
-// lines, positions and results.
+// Byte-order marks and lines. A line comes byte by byte from a foreign protocol; from our own file protocol the bytes
+// are taken out of the cached window as far as it goes. Both ways give the same lines, positions and results.
 #include "subtitle/common/line_reader.h"
 #include "platform/check.h"
+#include "platform/text/ascii.h"
 #include "protocol/file_window.h"
 
 #include <cstring>
 
 constexpr int32_t LINE_MAX_LEN = SVR_SUB_STR_IN_MAX_LEN;
-
-// Result of a quick look at the window: the line is not there whole, or is one that only the full reader understands.
-constexpr int32_t LINE_NOT_QUICK = -2;
 
 enum LineByteOrder { LINE_LITTLE_ENDIAN, LINE_BIG_ENDIAN };
 
@@ -106,38 +103,6 @@ static int32_t LineReadSingle(const LineSource *pstSource, LineSink *pstSink) {
     return LineAtDataEnd(pstSink);
 }
 
-// Stores what the window holds of a line and skips it there.
-static int32_t LineTakeQuick(SvrFileHandle *pstFile, uint8_t *pu8Line, int32_t s32Store, int32_t s32Skip) {
-    memcpy(pu8Line, SvrFileWindowCur(pstFile), static_cast<size_t>(s32Store));
-    SvrFileWindowAdvance(pstFile, s32Skip);
-    return s32Store;
-}
-
-// The line when it ends inside the window with a line feed, and has no carriage return but one before that.
-static int32_t LineQuickSingle(SvrFileHandle *pstFile, uint8_t *pu8Line) {
-    const uint8_t *pu8Cur = SvrFileWindowCur(pstFile);
-    const size_t uWindow = static_cast<size_t>(SvrFileWindowEnd(pstFile) - pu8Cur);
-    const size_t uLook = uWindow < LINE_MAX_LEN + 1 ? uWindow : LINE_MAX_LEN + 1;
-    const void *pvLf = memchr(pu8Cur, '\n', uLook);
-    if (pvLf == nullptr) {
-        return LINE_NOT_QUICK;
-    }
-    const int32_t s32Lf = static_cast<int32_t>(static_cast<const uint8_t *>(pvLf) - pu8Cur);
-    const void *pvCr = memchr(pu8Cur, '\r', static_cast<size_t>(s32Lf));
-    int32_t s32Text = s32Lf;
-    if (pvCr != nullptr) {
-        s32Text = static_cast<int32_t>(static_cast<const uint8_t *>(pvCr) - pu8Cur);
-        if (s32Text != s32Lf - 1) {
-            return LINE_NOT_QUICK;
-        }
-    }
-    int32_t s32Len = LineTakeQuick(pstFile, pu8Line, s32Text, s32Lf + 1);
-    if (s32Len > 0 && s32Len < LINE_MAX_LEN) {
-        pu8Line[s32Len++] = '\n';
-    }
-    return s32Len;
-}
-
 static bool LineReadPair(const LineSource *pstSource, uint8_t *pu8Pair) {
     return LineReadByte(pstSource, &pu8Pair[0]) && LineReadByte(pstSource, &pu8Pair[1]);
 }
@@ -188,7 +153,7 @@ static int32_t LineFindUnit(const uint8_t *pu8Text, int32_t s32Len, LineByteOrde
     const uint8_t *pu8End = pu8Text + s32Len;
     const uint8_t *pu8 = pu8Text;
     while (pu8 < pu8End) {
-        pu8 = static_cast<const uint8_t *>(memchr(pu8, u8Code, static_cast<size_t>(pu8End - pu8)));
+        pu8 = SvrFindByte(pu8, pu8End, u8Code);
         if (pu8 == nullptr) {
             break;
         }
@@ -201,41 +166,49 @@ static int32_t LineFindUnit(const uint8_t *pu8Text, int32_t s32Len, LineByteOrde
     return -1;
 }
 
-// As LineQuickSingle; a line of UTF-16 keeps the carriage return before its line feed.
-static int32_t LineQuickUtf16(SvrFileHandle *pstFile, uint8_t *pu8Line, LineByteOrder enOrder) {
+int32_t SvrSubShowUtf16(SvrFileHandle *pstFile, int32_t s32StreamType, const uint8_t **ppu8Line) {
+    const LineByteOrder enOrder = s32StreamType == STREAM_TYPE_UTF16BE ? LINE_BIG_ENDIAN : LINE_LITTLE_ENDIAN;
     const uint8_t *pu8Cur = SvrFileWindowCur(pstFile);
     const ptrdiff_t sWindow = SvrFileWindowEnd(pstFile) - pu8Cur;
-    const int32_t s32Look = sWindow < LINE_MAX_LEN + 2 ? static_cast<int32_t>(sWindow) & ~1 : LINE_MAX_LEN + 2;
+    // A line that fills the buffer has a message of its own.
+    const int32_t s32Look = sWindow < LINE_MAX_LEN - 2 ? static_cast<int32_t>(sWindow) & ~1 : LINE_MAX_LEN - 2;
     const int32_t s32Lf = LineFindUnit(pu8Cur, s32Look, enOrder, '\n');
-    if (s32Lf < 0) {
-        return LINE_NOT_QUICK;
+    if (s32Lf <= 0) {
+        return 0;
     }
     const int32_t s32Cr = LineFindUnit(pu8Cur, s32Lf, enOrder, '\r');
-    if (s32Cr >= 0 && s32Cr != s32Lf - 2) {
-        return LINE_NOT_QUICK;
+    if (s32Cr >= 0 && (s32Cr != s32Lf - 2 || s32Cr == 0 || s32Cr >= LINE_MAX_LEN - 3)) {
+        return 0;
     }
-    int32_t s32Store = s32Lf <= LINE_MAX_LEN - 2 ? s32Lf + 2 : s32Lf;
-    if (s32Cr >= LINE_MAX_LEN - 3) {
-        s32Store = s32Cr;
-    }
-    if (s32Lf == 0 || s32Cr == 0) {
-        s32Store = 0;
-    }
-    return LineTakeQuick(pstFile, pu8Line, s32Store, s32Lf + 2);
+    *ppu8Line = pu8Cur;
+    SvrFileWindowAdvance(pstFile, s32Lf + 2);
+    return s32Lf + 2;
 }
 
 static int32_t LineRead(const LineSource *pstSource, uint8_t *pu8Line, int32_t s32StreamType) {
     const bool bUtf16 = s32StreamType == STREAM_TYPE_UTF16LE || s32StreamType == STREAM_TYPE_UTF16BE;
     const LineByteOrder enOrder = s32StreamType == STREAM_TYPE_UTF16BE ? LINE_BIG_ENDIAN : LINE_LITTLE_ENDIAN;
-    if (pstSource->pstFile != nullptr) {
-        const int32_t s32Quick = bUtf16 ? LineQuickUtf16(pstSource->pstFile, pu8Line, enOrder)
-                                        : LineQuickSingle(pstSource->pstFile, pu8Line);
-        if (s32Quick != LINE_NOT_QUICK) {
-            return s32Quick;
-        }
-    }
     LineSink stSink = {pu8Line, 0};
     return bUtf16 ? LineReadUtf16(pstSource, &stSink, enOrder) : LineReadSingle(pstSource, &stSink);
+}
+
+int32_t SvrSubStreamType(const CharsetOps *pstCharsetOps, int32_t s32CodeType, int32_t *ps32StreamType) {
+    *ps32StreamType = STREAM_TYPE_SINGLE_BYTE;
+    if (pstCharsetOps == nullptr || pstCharsetOps->getStreamType == nullptr) {
+        return 0;
+    }
+    SVR_RETURN_UNLESS(pstCharsetOps->getStreamType(s32CodeType, ps32StreamType) == 0, "SvrSubReadLine",
+                      "get stream type failed!");
+    return *ps32StreamType >= STREAM_TYPE_WIDE_FIRST && *ps32StreamType <= STREAM_TYPE_WIDE_LAST ? -1 : 0;
+}
+
+int32_t SvrSubReadLineOf(uint8_t *pu8Line, void *hUrl, const Protocol *pstProtocol, int32_t s32StreamType) {
+    const LineSource stSource = {hUrl, pstProtocol, SvrFileWindowOf(pstProtocol, hUrl)};
+    const int32_t s32Len = LineRead(&stSource, pu8Line, s32StreamType);
+    if (s32Len >= LINE_MAX_LEN) {
+        PlayerPrintf(PLAYER_LOG_WARNING, "SvrSubReadLine", __LINE__, "warning! a line is too long(> 1024 bytes)!");
+    }
+    return s32Len;
 }
 
 int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProtocol, const CharsetOps *pstCharsetOps,
@@ -243,20 +216,11 @@ int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProtocol, cons
     SVR_RETURN_UNLESS(pu8Line != nullptr && hUrl != nullptr && pstProtocol != nullptr &&
                           pstProtocol->url_read != nullptr && pstProtocol->url_seek != nullptr,
                       __func__, "invalid param!");
-    int32_t s32StreamType = STREAM_TYPE_SINGLE_BYTE;
-    if (pstCharsetOps != nullptr && pstCharsetOps->getStreamType != nullptr) {
-        SVR_RETURN_UNLESS(pstCharsetOps->getStreamType(s32CodeType, &s32StreamType) == 0, __func__,
-                          "get stream type failed!");
-        if (s32StreamType >= STREAM_TYPE_WIDE_FIRST && s32StreamType <= STREAM_TYPE_WIDE_LAST) {
-            return -1;
-        }
+    int32_t s32StreamType = 0;
+    if (SvrSubStreamType(pstCharsetOps, s32CodeType, &s32StreamType) != 0) {
+        return -1;
     }
-    const LineSource stSource = {hUrl, pstProtocol, SvrFileWindowOf(pstProtocol, hUrl)};
-    const int32_t s32Len = LineRead(&stSource, pu8Line, s32StreamType);
-    if (s32Len >= LINE_MAX_LEN) {
-        PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "warning! a line is too long(> 1024 bytes)!");
-    }
-    return s32Len;
+    return SvrSubReadLineOf(pu8Line, hUrl, pstProtocol, s32StreamType);
 }
 
 // How many bytes the marks at the read position take, one after the other.

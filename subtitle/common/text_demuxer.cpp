@@ -10,6 +10,28 @@ const char *SvrTextExtension(const char *pszUrl) {
     return pszDot != nullptr ? pszDot + 1 : nullptr;
 }
 
+int32_t SvrTextFind(const char *pszFunc, const FormatEntry *pstEntry, const char *pszUrl, int32_t s32FoundLevel,
+                    const char *pszFound, const char *pszOther) {
+    const char *pszExt = SvrTextExtension(pszUrl);
+    if (pszExt == nullptr) {
+        return -1;
+    }
+    switch (SvrListMatch(pstEntry->pszExtList, pszExt)) {
+    case LIST_MATCH_INNER:
+        SVR_LOG_RESULT(pszFunc, "find demuxer", 0);
+        return 0;
+    case LIST_MATCH_LAST:
+        PlayerPrintf(s32FoundLevel, pszFunc, __LINE__, "%s", pszFound);
+        return 0;
+    case LIST_MATCH_NONE:
+        break;
+    }
+    if (pszOther != nullptr) {
+        PlayerPrintf(PLAYER_LOG_VERBOSE, pszFunc, __LINE__, "%s", pszOther);
+    }
+    return -1;
+}
+
 static int32_t TextOpenCheck(const char *pszFunc, const TextTraits *pstTraits, const char *pszUrl,
                              const Protocol *pstProtocol, void *const *phFmt) {
     SVR_RETURN_UNLESS(pszUrl != nullptr && pstProtocol != nullptr && phFmt != nullptr, pszFunc, pstTraits->pszInvalid);
@@ -77,6 +99,14 @@ SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstT
     return pstStream;
 }
 
+int32_t SvrTextFindStreamChk(const char *pszFunc, const TextHead *pstHead) {
+    SVR_RETURN_UNLESS(pstHead != nullptr && pstHead->pstProtocol != nullptr, pszFunc, "invalid param");
+    SVR_RETURN_UNLESS(pstHead->pstProtocol->url_seek != nullptr, pszFunc, "url_seek is null");
+    SVR_RETURN_UNLESS(pstHead->bFileOpen != 0 && pstHead->hUrl != nullptr, pszFunc, "invalid param");
+    SVR_RETURN_UNLESS(pstHead->stFileInfo.pastProgramInfo != nullptr, pszFunc, "pastProgramInfo is null");
+    return 0;
+}
+
 static void TextDestroyCharset(TextHead *pstHead) {
     if (pstHead->pstCharsetOps != nullptr && pstHead->hCharset != nullptr &&
         pstHead->pstCharsetOps->destroy != nullptr) {
@@ -112,6 +142,12 @@ uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s
     return static_cast<uint32_t>(s32CodeType);
 }
 
+bool SvrTextKeeps(const TextHead *pstHead) {
+    const CharsetOps *pstOps = pstHead->pstCharsetOps;
+    return (pstHead->hCharset == nullptr || pstOps == nullptr || pstOps->convert == nullptr) &&
+           pstHead->u32DstCodeType != SVR_TAB_CODETYPE;
+}
+
 int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
                          const TextBuf *pstBuf, int32_t *ps32OutLen) {
     SVR_BOUNDED(__func__, memset_s(pstBuf->pu8Text, SVR_SUB_STR_OUT_MAX_LEN, 0, *pstBuf->pu32Used), "memset_s");
@@ -131,16 +167,33 @@ int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const ui
     return s32Result;
 }
 
-int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, TextSpan stLine, const TextBuf *pstBuf,
-                    TextSpan *pstText) {
-    if (SvrSubTranscodeKeeps(pstHead->hCharset, pstHead->pstCharsetOps, stLine.pu8Text, stLine.s32Len,
-                             static_cast<int32_t>(pstHead->u32DstCodeType))) {
-        *pstText = stLine;
-        return 0;
+// Fills the buffer with the text itself, and clears what a longer one before it left behind.
+static TextCue TextReadKept(const TextHead *pstHead, const IndexNode *pstNode, const TextBuf *pstBuf) {
+    const uint32_t u32Len = static_cast<uint32_t>(pstNode->s32Size);
+    const uint32_t u32Before = *pstBuf->pu32Used;
+    *pstBuf->pu32Used = u32Before > u32Len ? u32Before : u32Len;
+    if (SvrTextReadNode(pstHead, pstNode, pstBuf->pu8Text) != 0) {
+        return TEXT_CUE_SHORT;
     }
-    pstText->pu8Text = pstBuf->pu8Text;
-    return SvrTextTranscode(pstHead, u32CodeType, stLine.pu8Text, stLine.s32Len, pstBuf, &pstText->s32Len) == -1 ? -1
-                                                                                                                 : 0;
+    if (u32Before > u32Len) {
+        memset(pstBuf->pu8Text + u32Len, 0, u32Before - u32Len);
+    }
+    *pstBuf->pu32Used = u32Len;
+    return TEXT_CUE_READ;
+}
+
+TextCue SvrTextReadCue(const TextHead *pstHead, uint32_t u32CodeType, const IndexNode *pstNode, uint8_t *pu8Line,
+                       const TextBuf *pstBuf, int32_t *ps32OutLen) {
+    *ps32OutLen = pstNode->s32Size;
+    if (pstNode->s32Size > 0 && SvrTextKeeps(pstHead)) {
+        return TextReadKept(pstHead, pstNode, pstBuf);
+    }
+    if (SvrTextReadNode(pstHead, pstNode, pu8Line) != 0) {
+        return TEXT_CUE_SHORT;
+    }
+    return SvrTextTranscode(pstHead, u32CodeType, pu8Line, pstNode->s32Size, pstBuf, ps32OutLen) == -1
+               ? TEXT_CUE_UNCONVERTED
+               : TEXT_CUE_READ;
 }
 
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode) {
@@ -235,6 +288,10 @@ void SvrTextRelease(const char *pszFunc, const TextTraits *pstTraits, TextHead *
     pstTraits->pfnFreeOwn(pstHead);
     SVR_BOUNDED(pszFunc, memset_s(pstHead, pstTraits->u32HdlSize, 0, pstTraits->u32HdlSize), "memset_s");
     free(pstHead);
+}
+
+int64_t SvrTextSeekPos(void *, int32_t, int64_t) {
+    return -1;
 }
 
 int32_t SvrTextClose(const char *pszFunc, const TextTraits *pstTraits, void *hFmt) {

@@ -55,6 +55,10 @@ inline bool SvrTextStopped(const TextHead *pstHead) {
 // The text after the last "." of a URL, or null.
 const char *SvrTextExtension(const char *pszUrl);
 
+// Whether the URL's extension is in the demuxer's list. 0 or -1, each after its message; null: none.
+int32_t SvrTextFind(const char *pszFunc, const FormatEntry *pstEntry, const char *pszUrl, int32_t s32FoundLevel,
+                    const char *pszFound, const char *pszOther);
+
 // How every open begins: checks the arguments (under the name pszChkFunc), opens the URL and makes a zeroed handle of
 // the demuxer's size with URL and protocol in it. The handle is the caller's, to be given up with SvrTextRelease; null
 // after a failure, with nothing left open.
@@ -72,6 +76,9 @@ int32_t SvrTextReadNode(const TextHead *pstHead, const IndexNode *pstNode, uint8
 SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead,
                                      const char *pszUrl);
 
+// What find-stream wants of a handle. 0 or -1.
+int32_t SvrTextFindStreamChk(const char *pszFunc, const TextHead *pstHead);
+
 // Makes the converter instance when the host handed in a table; without one, or when it fails, there is none.
 void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, TextHead *pstHead);
 
@@ -81,14 +88,20 @@ uint32_t SvrTextIdentify(const char *pszFunc, const TextTraits *pstTraits, TextH
 // The same by a hint of the caller's, and with the caller's level of the warning.
 uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s32Hint, int32_t s32UnknownLevel);
 
+// Whether every text is delivered as it stands in the file.
+bool SvrTextKeeps(const TextHead *pstHead);
+
+enum TextCue { TEXT_CUE_READ, TEXT_CUE_SHORT, TEXT_CUE_UNCONVERTED };
+
+// Reads a node's bytes from the current position and converts them into the buffer; *ps32OutLen is the text's length.
+// Short: they could not be read. Unconverted: they stand in the line buffer, which has room for them, as does the text
+// buffer.
+TextCue SvrTextReadCue(const TextHead *pstHead, uint32_t u32CodeType, const IndexNode *pstNode, uint8_t *pu8Line,
+                       const TextBuf *pstBuf, int32_t *ps32OutLen);
+
 // Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.
 int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
                          const TextBuf *pstBuf, int32_t *ps32OutLen);
-
-// The converted text of a raw line for a parser: in the buffer, or the line itself where conversion would only copy it.
-// -1 when it cannot be converted.
-int32_t SvrTextView(const TextHead *pstHead, uint32_t u32CodeType, TextSpan stLine, const TextBuf *pstBuf,
-                    TextSpan *pstText);
 
 // Stream, times and position of a cue of the only stream.
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode);
@@ -97,6 +110,7 @@ void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode);
 int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo);
 int32_t SvrTextFree(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FmtFrame *pstFrame);
 int32_t SvrTextInvoke(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, int32_t s32Command, void *pvArg);
+int64_t SvrTextSeekPos(void *hFmt, int32_t s32StreamIndex, int64_t s64Pos); // not supported: -1
 int32_t SvrTextClose(const char *pszFunc, const TextTraits *pstTraits, void *hFmt);
 
 // Closes and frees whatever a handle holds, and the handle; also one that open built only in part.

@@ -29,7 +29,12 @@ inline TextSpan SvrSpanUpToZero(TextSpan stText) {
 // Whether the text begins with the word.
 inline bool SvrBeginsWith(TextSpan stText, const char *pszWord) {
     for (int32_t i = 0; pszWord[i] != '\0'; i++) {
-        if (i == stText.s32Len || SvrLower(stText.pu8Text[i]) != SvrLower(static_cast<uint8_t>(pszWord[i]))) {
+        if (i == stText.s32Len) {
+            return false;
+        }
+        // Letters of either case differ in this one bit.
+        const int32_t s32Differs = stText.pu8Text[i] ^ static_cast<uint8_t>(pszWord[i]);
+        if (s32Differs != 0 && (s32Differs != 0x20 || !SvrIsAlpha(stText.pu8Text[i]))) {
             return false;
         }
     }
@@ -38,8 +43,9 @@ inline bool SvrBeginsWith(TextSpan stText, const char *pszWord) {
 
 // The place behind the word's first occurrence, or null.
 inline const uint8_t *SvrFindBehind(TextSpan stText, const char *pszWord) {
+    const uint8_t u8First = SvrLower(static_cast<uint8_t>(*pszWord));
     for (int32_t i = 0; i < stText.s32Len; i++) {
-        if (SvrBeginsWith(SvrSpanFrom(stText, i), pszWord)) {
+        if (SvrLower(stText.pu8Text[i]) == u8First && SvrBeginsWith(SvrSpanFrom(stText, i), pszWord)) {
             const uint8_t *pu8Behind = stText.pu8Text + i;
             while (*pszWord++ != '\0') {
                 pu8Behind++;

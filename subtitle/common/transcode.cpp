@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-// The one destination code type that has tabs expanded.
-constexpr int32_t TRANSCODE_TAB_CODETYPE = 2;
 constexpr int32_t TRANSCODE_TAB_WIDTH = 4;
 
 int32_t SvrSubIdentifyCodeType(void *hUrl, Protocol *pstProtocol, void *hCharset, const CharsetOps *pstCharsetOps,
@@ -43,7 +41,7 @@ static const void *FindTab(const uint8_t *pu8Text, int32_t s32Len) {
 // Expands tabs into four blanks while the text leaves room for them; tabs that would not fit stay tabs. Works from the
 // end, so that every byte moves once.
 static void SvrSubReplaceTabBySpace(uint8_t *pu8Text, int32_t *ps32Len, int32_t s32Capacity, int32_t s32DstCodeType) {
-    if (s32DstCodeType != TRANSCODE_TAB_CODETYPE || FindTab(pu8Text, *ps32Len) == nullptr) {
+    if (s32DstCodeType != SVR_TAB_CODETYPE || FindTab(pu8Text, *ps32Len) == nullptr) {
         return;
     }
     int32_t s32Len = *ps32Len;
@@ -91,14 +89,6 @@ static int32_t TranscodeConvert(void *hCharset, const CharsetOps *pstCharsetOps,
     const int32_t s32Left = pstLine->s32LineOutSize < s32Capacity ? pstLine->s32LineOutSize : s32Capacity;
     TranscodeCopy(pstLine, s32Left);
     return s32Capacity;
-}
-
-bool SvrSubTranscodeKeeps(void *hCharset, const CharsetOps *pstCharsetOps, const uint8_t *pu8Line, int32_t s32Len,
-                          int32_t s32DstCodeType) {
-    if (hCharset != nullptr && pstCharsetOps != nullptr && pstCharsetOps->convert != nullptr) {
-        return false;
-    }
-    return s32DstCodeType != TRANSCODE_TAB_CODETYPE || FindTab(pu8Line, s32Len) == nullptr;
 }
 
 int32_t SvrSubTranscodeTouched(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,

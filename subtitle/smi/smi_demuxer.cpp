@@ -112,12 +112,10 @@ static int32_t SmiSetFileInfo(SmiDemuxerHdl *pstHdl) {
 
 static int32_t SmiDemuxerFindStream(void *hFmt, int32_t) {
     SmiDemuxerHdl *pstHdl = static_cast<SmiDemuxerHdl *>(hFmt);
-    SVR_RETURN_UNLESS(pstHdl != nullptr && pstHdl->stHead.pstProtocol != nullptr, __func__, "invalid param");
-    TextHead *pstHead = &pstHdl->stHead;
-    SVR_RETURN_UNLESS(pstHead->pstProtocol->url_seek != nullptr, __func__, "url_seek is null");
-    SVR_RETURN_UNLESS(pstHead->bFileOpen != 0 && pstHead->hUrl != nullptr, __func__, "invalid param");
-    SVR_RETURN_UNLESS(pstHead->stFileInfo.pastProgramInfo != nullptr, __func__, "pastProgramInfo is null");
-
+    TextHead *pstHead = static_cast<TextHead *>(hFmt);
+    if (SvrTextFindStreamChk(__func__, pstHead) != 0) {
+        return -1;
+    }
     SvrTextCreateCharset(__func__, &s_stSmiTraits, pstHead);
     pstHdl->u32CodeType = SvrTextIdentify(__func__, &s_stSmiTraits, pstHead);
     if (SmiSkipHead(pstHdl) != 0) {
@@ -133,54 +131,69 @@ static int32_t SmiDemuxerGetInfo(void *hFmt, FileInfo **ppstInfo) {
     return SvrTextGetInfo(__func__, &s_stSmiTraits, hFmt, ppstInfo);
 }
 
-// Passes the tags that the text begins with, and counts sync tags. A tag that is not closed takes the rest of its line
-// with it. The place where text begins, or -1 when the next cue does.
-static int32_t SmiSkipTags(SmiCue *pstCue, TextSpan stText) {
+// Passes the tags that the text begins with, the first of which is enTag, and counts sync tags. A tag that is not
+// closed takes the rest of its line with it. The place where text begins, or -1 when the next cue does.
+static int32_t SmiSkipTags(SmiCue *pstCue, TextSpan stText, SmiTag enTag) {
     int32_t s32Pos = 0;
-    for (;;) {
-        int32_t s32First = 0;
-        const SmiTag enTag = SmiMatchTag(SvrSpanFrom(stText, s32Pos), &s32First);
-        if (enTag == SMI_TAG_NBSP || enTag == SMI_TAG_NONE) {
-            return s32Pos;
-        }
+    int32_t s32First = 0;
+    while (enTag != SMI_TAG_NBSP && enTag != SMI_TAG_NONE) {
         s32Pos += s32First;
         if (enTag < SMI_TAG_NBSP) {
             s32Pos += static_cast<int32_t>(strlen(SMI_INFOMATCH[enTag]));
-            continue;
+        } else {
+            const TextSpan stTag = SvrSpanFrom(stText, s32Pos);
+            if (enTag == SMI_TAG_SYNC && SmiHasStart(stTag) && ++pstCue->s32Syncs == 2) {
+                return -1;
+            }
+            const uint8_t *pu8Close = SvrFindByte(stTag.pu8Text, SvrSpanEnd(stTag), '>');
+            s32Pos = pu8Close != nullptr ? static_cast<int32_t>(pu8Close - stText.pu8Text) + 1 : stText.s32Len;
         }
-        const TextSpan stTag = SvrSpanFrom(stText, s32Pos);
-        int64_t s64Start = 0;
-        if (enTag == SMI_TAG_SYNC && SmiGetPts(&s64Start, nullptr, stTag) && ++pstCue->s32Syncs == 2) {
-            return -1;
-        }
-        const void *pvClose = memchr(stTag.pu8Text, '>', static_cast<size_t>(stTag.s32Len));
-        s32Pos = pvClose != nullptr ? static_cast<int32_t>(static_cast<const uint8_t *>(pvClose) - stText.pu8Text) + 1
-                                    : stText.s32Len;
+        enTag = SmiMatchTag(SvrSpanFrom(stText, s32Pos), &s32First);
     }
+    return s32Pos;
 }
 
 static bool SmiHas(const uint8_t *pu8Text, const uint8_t *pu8End, const char *pszWord, ptrdiff_t sWordLen) {
     return pu8End - pu8Text >= sWordLen && memcmp(pu8Text, pszWord, static_cast<size_t>(sWordLen)) == 0;
 }
 
+// How many bytes of the text a line break or hard space takes that it begins with, and what becomes of it; any other
+// character is itself.
+static int32_t SmiMatchBreak(const uint8_t *pu8Text, const uint8_t *pu8End, uint8_t *pu8Becomes) {
+    if (SmiHas(pu8Text, pu8End, "<br>", 4) || SmiHas(pu8Text, pu8End, "<BR>", 4)) {
+        *pu8Becomes = '\n';
+        return 4;
+    }
+    const bool bSpace = SmiHas(pu8Text, pu8End, "&nbsp;", 6);
+    *pu8Becomes = bSpace ? ' ' : *pu8Text;
+    return bSpace ? 6 : 1;
+}
+
+// The next such character, or the end.
+static const uint8_t *SmiNext(const uint8_t *pu8Text, const uint8_t *pu8End, uint8_t u8Char) {
+    const uint8_t *pu8Found = SvrFindByte(pu8Text, pu8End, u8Char);
+    return pu8Found != nullptr ? pu8Found : pu8End;
+}
+
 // Copies text with its line breaks and hard spaces resolved; what is written for them begins no new one. Returns the
 // length, which is not more than that of the text.
 static uint32_t SmiGetDisplayData(TextSpan stText, uint8_t *pu8Out) {
     const uint8_t *pu8Text = stText.pu8Text;
-    const uint8_t *pu8End = pu8Text + stText.s32Len;
-    uint32_t u32Len = 0;
-    while (pu8Text < pu8End) {
-        if (*pu8Text == '<' && (SmiHas(pu8Text, pu8End, "<br>", 4) || SmiHas(pu8Text, pu8End, "<BR>", 4))) {
-            pu8Out[u32Len++] = '\n';
-            pu8Text += 4;
-        } else if (*pu8Text == '&' && SmiHas(pu8Text, pu8End, "&nbsp;", 6)) {
-            pu8Out[u32Len++] = ' ';
-            pu8Text += 6;
-        } else {
-            pu8Out[u32Len++] = *pu8Text++;
+    const uint8_t *pu8End = SvrSpanEnd(stText);
+    const uint8_t *pu8Tag = SmiNext(pu8Text, pu8End, '<');
+    const uint8_t *pu8Entity = SmiNext(pu8Text, pu8End, '&');
+    uint8_t *pu8To = pu8Out;
+    for (;;) {
+        const uint8_t *pu8Stop = pu8Tag < pu8Entity ? pu8Tag : pu8Entity;
+        memcpy(pu8To, pu8Text, static_cast<size_t>(pu8Stop - pu8Text));
+        pu8To += pu8Stop - pu8Text;
+        if (pu8Stop == pu8End) {
+            return static_cast<uint32_t>(pu8To - pu8Out);
         }
+        pu8Text = pu8Stop + SmiMatchBreak(pu8Stop, pu8End, pu8To++);
+        pu8Tag = pu8Tag < pu8Text ? SmiNext(pu8Text, pu8End, '<') : pu8Tag;
+        pu8Entity = pu8Entity < pu8Text ? SmiNext(pu8Text, pu8End, '&') : pu8Entity;
     }
-    return u32Len;
 }
 
 // Adds text to the frame's, when both fit into the buffer as they are. Text that fills it to the last byte loses that
@@ -191,22 +204,23 @@ static void SmiAppend(SmiDemuxerHdl *pstHdl, TextSpan stText) {
         return;
     }
     const uint32_t u32Room = SVR_SUB_STR_IN_MAX_LEN - pstHdl->u32SubBuffSize;
-    uint32_t u32Len = SmiGetDisplayData(stText, pstHdl->au8TempBuf);
-    u32Len = u32Len < u32Room ? u32Len : u32Room - 1;
-    SVR_BOUNDED(s_aszRead,
-                memcpy_s(pstHdl->au8DisplayBuf + pstHdl->u32SubBuffSize, u32Room, pstHdl->au8TempBuf, u32Len),
-                "memcpy_s");
+    uint8_t *pu8To = pstHdl->au8DisplayBuf + pstHdl->u32SubBuffSize;
+    uint32_t u32Len = SmiGetDisplayData(stText, pu8To);
+    if (u32Len == u32Room) {
+        pu8To[--u32Len] = '\0';
+    }
     pstHdl->u32SubBuffSize += u32Len;
 }
 
 // Takes from a line what belongs to the selected class. False when the cue is over.
 static bool SmiTakeLine(SmiDemuxerHdl *pstHdl, SmiCue *pstCue, TextSpan stText) {
     int32_t s32First = 0;
-    if (SmiMatchTag(stText, &s32First) == SMI_TAG_P_CLASS && pstCue->s32Paragraphs++ > pstHdl->s32CurClass) {
+    const SmiTag enTag = SmiMatchTag(stText, &s32First);
+    if (enTag == SMI_TAG_P_CLASS && pstCue->s32Paragraphs++ > pstHdl->s32CurClass) {
         return false;
     }
     stText = SvrSpanFrom(stText, s32First);
-    const int32_t s32Pos = SmiSkipTags(pstCue, stText);
+    const int32_t s32Pos = SmiSkipTags(pstCue, stText, enTag);
     if (s32Pos == -1) {
         return false;
     }
@@ -223,12 +237,14 @@ static int32_t SmiGetNode(SmiDemuxerHdl *pstHdl) {
                 "memset_s");
     pstHdl->u32SubBuffSize = 0;
     SmiCue stCue = {};
+    TextReader stReader = SmiReaderOf(pstHdl, pstHead->hUrl, pstHead->pstProtocol);
     for (;;) {
         SVR_RETURN_UNLESS(!SvrTextStopped(pstHead), s_aszRead, "stop reading smi subtitle");
         TextSpan stText = {};
-        const SmiLine enLine = SmiReadLine(pstHdl, pstHead->hUrl, pstHead->pstProtocol, &stText);
-        SVR_RETURN_UNLESS(enLine != SMI_LINE_FAILED, s_aszRead, "null");
-        if (enLine == SMI_LINE_END || (enLine == SMI_LINE_TEXT && !SmiTakeLine(pstHdl, &stCue, stText))) {
+        int32_t s32Len = 0;
+        const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
+        SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, s_aszRead, "null");
+        if (enLine == TEXT_LINE_END || (enLine == TEXT_LINE_READ && !SmiTakeLine(pstHdl, &stCue, stText))) {
             break;
         }
     }
@@ -290,11 +306,8 @@ static int32_t SmiDemuxerSeekPts(void *hFmt, int32_t s32StreamIndex, int64_t s64
                       __func__, "streamIndex error");
     // The class is selected even where the time is not found.
     pstHdl->s32CurClass = s32StreamIndex - SUB_STREAM_INDEX_BASE;
-    return SvrIndexSeek(pstHdl->pstSmiIndexNodeList, pstHdl->u32IndexNum, s64Pts, &pstHdl->u32CurIndex);
-}
-
-static int64_t SmiDemuxerSeekPos(void *, int32_t, int64_t) {
-    return -1;
+    return SvrIndexSeek(pstHdl->pstSmiIndexNodeList, pstHdl->u32IndexNum, s64Pts, pstHdl->bEndsAscend != 0,
+                        &pstHdl->u32CurIndex);
 }
 
 static int32_t SmiDemuxerClose(void *hFmt) {
@@ -315,6 +328,6 @@ constinit FormatEntry g_smiDemuxer = {
     .fmt_free = SmiDemuxerFree,
     .fmt_invoke = SmiDemuxerInvoke,
     .fmt_seek_pts = SmiDemuxerSeekPts,
-    .fmt_seek_pos = SmiDemuxerSeekPos,
+    .fmt_seek_pos = SvrTextSeekPos,
     .fmt_close = SmiDemuxerClose,
 };

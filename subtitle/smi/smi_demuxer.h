@@ -2,7 +2,7 @@
 #pragma once
 
 #include "subtitle/common/cue_index.h"
-#include "subtitle/common/text_demuxer.h"
+#include "subtitle/common/text_reader.h"
 
 constexpr int32_t SMI_CLASS_MAX_NUM = 32;
 constexpr int32_t SMI_CLASS_TEXT_SIZE = 64;
@@ -21,12 +21,11 @@ enum SmiTag {
     SMI_TAG_NONE
 };
 
-enum SmiLine { SMI_LINE_TEXT, SMI_LINE_EMPTY, SMI_LINE_END, SMI_LINE_FAILED };
-
 struct SmiDemuxerHdl {
     TextHead stHead;
     uint32_t u32MaxIndexNum;                    // capacity of the index, in nodes
     uint32_t u32IndexNum;                       // nodes in use
+    uint32_t bEndsAscend;                       // the index can be searched by halving; 0 while it is built
     int32_t s32ClassNum;                        // language classes; each is a stream
     int32_t s32CurClass;                        // the class whose text is delivered
     IndexNode *pstSmiIndexNodeList;             // the index, owned; null until the first cue, and after a failed growth
@@ -35,7 +34,6 @@ struct SmiDemuxerHdl {
     int64_t s64BodyPos;                         // where the header ends and every index build begins
     uint8_t au8LineBuf[SVR_SUB_STR_IN_MAX_LEN]; // a raw line
     uint8_t au8TransBuf[SVR_SUB_STR_OUT_MAX_LEN];              // its converted text
-    uint8_t au8TempBuf[SVR_SUB_STR_IN_MAX_LEN];                // what a line adds to the frame's text
     uint8_t au8DisplayBuf[SVR_SUB_STR_IN_MAX_LEN];             // the frame's text and a terminator
     char aszClassLang[SMI_CLASS_MAX_NUM][SMI_CLASS_TEXT_SIZE]; // each class's language; empty when it names none
     char aszClassName[SMI_CLASS_MAX_NUM][SMI_CLASS_TEXT_SIZE]; // each class's name; empty when it has none
@@ -53,12 +51,11 @@ int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl);
 // keeps the cues gathered until then, unless memory ran out, and gives 0 as well.
 int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
-// Reads a line and converts it; the text is valid until the next one. Failed: it could not be converted.
-SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, TextSpan *pstText);
+// Reads lines from the current position on.
+TextReader SmiReaderOf(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // The tag at the text's first character that is not a blank, and that character's index.
 SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First);
 
-// Reads the times of the sync tag that the text begins with. False when it has no start; the end, which need not be
-// asked for, is -1 when there is none.
-bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText);
+// Whether the sync tag that the text begins with has a start.
+bool SmiHasStart(TextSpan stText);

@@ -4,9 +4,11 @@
 #include "subtitle/smi/smi_demuxer.h"
 
 #include "subtitle/common/line_reader.h"
-#include "subtitle/common/text_scan.h"
 
 #include <cstring>
+
+// Characters of "<sync start=".
+constexpr int32_t SMI_SYNC_LEN = 12;
 
 constexpr int32_t SMI_HEAD_MAX_LINES = 50000;
 constexpr uint32_t SMI_LAST_DURATION = 5000;
@@ -14,38 +16,96 @@ constexpr uint32_t SMI_LAST_DURATION = 5000;
 // Times beyond it stop there: a start and a duration always add up within 64 bits.
 constexpr int64_t SMI_TIME_MAX = INT64_MAX - UINT32_MAX;
 
-const char SMI_INFOMATCH[9][15] = {
+constexpr char SMI_INFOMATCH[9][15] = {
     "<SAMI>", "<HEAD>", "</HEAD>", "<BODY>", "</BODY>", "</SAMI>", "&nbsp;", "<P CLASS", "<sync start=",
 };
 
-SmiLine SmiReadLine(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol, TextSpan *pstText) {
-    const TextHead *pstHead = &pstHdl->stHead;
-    const int32_t s32Len = SvrSubReadLine(pstHdl->au8LineBuf, hUrl, pstProtocol, pstHead->pstCharsetOps,
-                                          static_cast<int32_t>(pstHdl->u32CodeType));
-    if (s32Len <= 0) {
-        return s32Len < 0 ? SMI_LINE_END : SMI_LINE_EMPTY;
+// A tag for comparison of 16 bytes at once: the tag, and the bits that count; letters count in either case.
+struct SmiPattern {
+    uint8_t au8Word[16];
+    uint8_t au8Counts[16];
+};
+
+struct SmiPatterns {
+    SmiPattern astPattern[SMI_TAG_NONE];
+};
+
+static constexpr SmiPatterns SmiMakePatterns() {
+    SmiPatterns stPatterns = {};
+    for (int32_t i = 0; i < SMI_TAG_NONE; i++) {
+        for (int32_t j = 0; SMI_INFOMATCH[i][j] != '\0'; j++) {
+            const uint8_t u8Char = static_cast<uint8_t>(SMI_INFOMATCH[i][j]);
+            stPatterns.astPattern[i].au8Word[j] = u8Char;
+            stPatterns.astPattern[i].au8Counts[j] = SvrIsAlpha(u8Char) ? 0xDF : 0xFF;
+        }
     }
-    const TextBuf stBuf = {pstHdl->au8TransBuf, &pstHdl->u32TransUsed};
-    return SvrTextView(pstHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, pstText) == 0
-               ? SMI_LINE_TEXT
-               : SMI_LINE_FAILED;
+    return stPatterns;
+}
+
+static constexpr SmiPatterns s_stPatterns = SmiMakePatterns();
+
+static uint64_t SmiHalf(const uint8_t *pu8Bytes) {
+    uint64_t u64Half = 0;
+    memcpy(&u64Half, pu8Bytes, sizeof(u64Half));
+    return u64Half;
+}
+
+// Whether 16 bytes begin with the tag.
+static bool SmiIsTag(const uint8_t *pu8Text, SmiTag enTag) {
+    const SmiPattern *pstPattern = &s_stPatterns.astPattern[enTag];
+    return ((SmiHalf(pu8Text) ^ SmiHalf(pstPattern->au8Word)) & SmiHalf(pstPattern->au8Counts)) == 0 &&
+           ((SmiHalf(pu8Text + 8) ^ SmiHalf(pstPattern->au8Word + 8)) & SmiHalf(pstPattern->au8Counts + 8)) == 0;
+}
+
+TextReader SmiReaderOf(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
+    return SvrTextReaderOf(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType, pstHdl->au8LineBuf,
+                           {pstHdl->au8TransBuf, &pstHdl->u32TransUsed});
+}
+
+// The tags that a "<" and this character may begin, ended by SMI_TAG_NONE.
+static const SmiTag *SmiTagsOf(uint8_t u8Second) {
+    static const SmiTag s_aenS[] = {SMI_TAG_SYNC, SMI_TAG_SAMI, SMI_TAG_NONE};
+    static const SmiTag s_aenH[] = {SMI_TAG_HEAD, SMI_TAG_NONE};
+    static const SmiTag s_aenB[] = {SMI_TAG_BODY, SMI_TAG_NONE};
+    static const SmiTag s_aenP[] = {SMI_TAG_P_CLASS, SMI_TAG_NONE};
+    static const SmiTag s_aenSlash[] = {SMI_TAG_HEAD_END, SMI_TAG_BODY_END, SMI_TAG_SAMI_END, SMI_TAG_NONE};
+    switch (u8Second) {
+    case 's':
+        return s_aenS;
+    case 'h':
+        return s_aenH;
+    case 'b':
+        return s_aenB;
+    case 'p':
+        return s_aenP;
+    case '/':
+        return s_aenSlash;
+    default:
+        return s_aenS + 2;
+    }
 }
 
 SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First) {
-    const uint8_t *pu8End = stText.pu8Text + stText.s32Len;
-    const uint8_t *pu8Tag = stText.pu8Text;
-    while (pu8Tag < pu8End && *pu8Tag == ' ') {
-        pu8Tag++;
+    int32_t s32First = 0;
+    while (s32First < stText.s32Len && stText.pu8Text[s32First] == ' ') {
+        s32First++;
     }
-    *ps32First = static_cast<int32_t>(pu8Tag - stText.pu8Text);
-    if (pu8Tag == pu8End || (*pu8Tag != '<' && *pu8Tag != '&')) {
+    *ps32First = s32First;
+    stText = SvrSpanFrom(stText, s32First);
+    if (stText.s32Len < 2 || (stText.pu8Text[0] != '<' && stText.pu8Text[0] != '&')) {
         return SMI_TAG_NONE;
     }
-    int32_t s32Tag = SMI_TAG_SAMI;
-    while (s32Tag < SMI_TAG_NONE && !SvrBeginsWith(SvrSpanFrom(stText, *ps32First), SMI_INFOMATCH[s32Tag])) {
-        s32Tag++;
+    // Text that is shorter goes on with zeros, which no tag has.
+    uint8_t au8Text[16] = {};
+    memcpy(au8Text, stText.pu8Text, stText.s32Len < 16 ? static_cast<size_t>(stText.s32Len) : 16);
+    if (au8Text[0] == '&') {
+        return SmiIsTag(au8Text, SMI_TAG_NBSP) ? SMI_TAG_NBSP : SMI_TAG_NONE;
     }
-    return static_cast<SmiTag>(s32Tag);
+    const SmiTag *penTag = SmiTagsOf(SvrLower(au8Text[1]));
+    while (*penTag != SMI_TAG_NONE && !SmiIsTag(au8Text, *penTag)) {
+        penTag++;
+    }
+    return *penTag;
 }
 
 // The value of the digits that the text begins with.
@@ -53,13 +113,26 @@ static int64_t SmiScanDigits(const uint8_t *pu8Text, const uint8_t *pu8End) {
     int64_t s64Value = 0;
     for (; pu8Text < pu8End && SvrIsDigit(*pu8Text); pu8Text++) {
         const int64_t s64Digit = *pu8Text - '0';
-        s64Value = s64Value <= (SMI_TIME_MAX - s64Digit) / 10 ? s64Value * 10 + s64Digit : SMI_TIME_MAX;
+        const bool bFits =
+            s64Value < SMI_TIME_MAX / 10 || (s64Value == SMI_TIME_MAX / 10 && s64Digit <= SMI_TIME_MAX % 10);
+        s64Value = bFits ? s64Value * 10 + s64Digit : SMI_TIME_MAX;
     }
     return s64Value;
 }
 
-// The number after "End=" as atoll reads it.
-static int64_t SmiScanEnd(const uint8_t *pu8Text, const uint8_t *pu8End) {
+// The number after "End=" as atoll reads it, or -1 when there is none.
+static int64_t SmiScanEnd(TextSpan stText) {
+    static const char s_aszEnd[] = "End=";
+    constexpr ptrdiff_t END_LEN = sizeof(s_aszEnd) - 1;
+    const uint8_t *pu8End = SvrSpanEnd(stText);
+    const uint8_t *pu8Text = stText.pu8Text;
+    do {
+        pu8Text = SvrFindByte(pu8Text, pu8End, '=');
+        if (pu8Text == nullptr) {
+            return -1;
+        }
+        pu8Text++;
+    } while (pu8Text - stText.pu8Text < END_LEN || !SvrBeginsWith({pu8Text - END_LEN, END_LEN}, s_aszEnd));
     pu8Text = SvrSkipSpace(pu8Text, pu8End);
     const bool bSigned = pu8Text < pu8End && (*pu8Text == '-' || *pu8Text == '+');
     const bool bNegative = bSigned && *pu8Text == '-';
@@ -67,21 +140,29 @@ static int64_t SmiScanEnd(const uint8_t *pu8Text, const uint8_t *pu8End) {
     return bNegative ? -s64Value : s64Value;
 }
 
-bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText) {
+// The first digit behind the sync tag that the text begins with, or null.
+static const uint8_t *SmiFindStart(TextSpan stText) {
+    for (int32_t i = SMI_SYNC_LEN; i < stText.s32Len && stText.pu8Text[i] != '\0'; i++) {
+        if (SvrIsDigit(stText.pu8Text[i])) {
+            return stText.pu8Text + i;
+        }
+    }
+    return nullptr;
+}
+
+bool SmiHasStart(TextSpan stText) {
+    return SmiFindStart(stText) != nullptr;
+}
+
+// Reads the times of the sync tag that the text begins with. False when it has no start.
+static bool SmiGetPts(int64_t *ps64Start, int64_t *ps64End, TextSpan stText) {
     stText = SvrSpanUpToZero(stText);
-    const uint8_t *pu8Text = stText.pu8Text;
-    const uint8_t *pu8End = SvrSpanEnd(stText);
-    if (ps64End != nullptr) {
-        const uint8_t *pu8Number = SvrFindBehind(stText, "End=");
-        *ps64End = pu8Number != nullptr ? SmiScanEnd(pu8Number, pu8End) : -1;
-    }
-    while (pu8Text < pu8End && !SvrIsDigit(*pu8Text)) {
-        pu8Text++;
-    }
-    if (pu8Text == pu8End) {
+    *ps64End = SmiScanEnd(stText);
+    const uint8_t *pu8Start = SmiFindStart(stText);
+    if (pu8Start == nullptr) {
         return false;
     }
-    *ps64Start = SmiScanDigits(pu8Text, pu8End);
+    *ps64Start = SmiScanDigits(pu8Start, SvrSpanEnd(stText));
     return true;
 }
 
@@ -131,12 +212,14 @@ int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl) {
                       __func__, "Skip SMI file header failed!");
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstHead->pstProtocol->url_seek(pstHead->hUrl, pstHdl->s64BodyPos, 0)), __func__,
                       "Seek SMI file failed!");
+    TextReader stReader = SmiReaderOf(pstHdl, pstHead->hUrl, pstHead->pstProtocol);
     for (int32_t i = 0; i < SMI_HEAD_MAX_LINES; i++) {
-        pstHdl->s64BodyPos = SvrSubTell(pstHead->hUrl, pstHead->pstProtocol);
+        pstHdl->s64BodyPos = SvrTextTell(&stReader);
         TextSpan stText = {};
-        const SmiLine enLine = SmiReadLine(pstHdl, pstHead->hUrl, pstHead->pstProtocol, &stText);
-        SVR_RETURN_UNLESS(enLine != SMI_LINE_FAILED, __func__, "null");
-        if (enLine == SMI_LINE_END || (enLine == SMI_LINE_TEXT && !SmiTakeHeadLine(pstHdl, stText))) {
+        int32_t s32Len = 0;
+        const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
+        SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, __func__, "null");
+        if (enLine == TEXT_LINE_END || (enLine == TEXT_LINE_READ && !SmiTakeHeadLine(pstHdl, stText))) {
             break;
         }
     }
@@ -180,17 +263,19 @@ static bool SmiMatchSync(SmiDemuxerHdl *pstHdl, TextSpan stText) {
 
 // Indexes the lines from the current position on. 0 when they were read to their end.
 static int32_t SmiNodeParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
+    TextReader stReader = SmiReaderOf(pstHdl, hUrl, pstProtocol);
     for (;;) {
-        const int64_t s64Pos = SvrSubTell(hUrl, pstProtocol);
+        const int64_t s64Pos = SvrTextTell(&stReader);
         SVR_RETURN_UNLESS(!SvrSubSeekFailed(s64Pos), __func__, "seek fail!");
         SVR_RETURN_UNLESS(!SvrTextStopped(&pstHdl->stHead), __func__, "stop reading smi subtitle");
         TextSpan stText = {};
-        const SmiLine enLine = SmiReadLine(pstHdl, hUrl, pstProtocol, &stText);
-        if (enLine == SMI_LINE_END) {
+        int32_t s32Len = 0;
+        const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
+        if (enLine == TEXT_LINE_END) {
             return 0;
         }
-        SVR_RETURN_UNLESS(enLine != SMI_LINE_FAILED, __func__, "null");
-        if (enLine == SMI_LINE_TEXT && SmiMatchSync(pstHdl, stText)) {
+        SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, __func__, "null");
+        if (enLine == TEXT_LINE_READ && SmiMatchSync(pstHdl, stText)) {
             SVR_RETURN_UNLESS(SmiNodeSave(pstHdl, s64Pos) == 0, __func__, "null");
         }
     }
@@ -203,6 +288,7 @@ static int SmiNodeCompare(const void *pvLeft, const void *pvRight) {
 int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     SVR_RETURN_UNLESS(pstHdl != nullptr && hUrl != nullptr && pstProtocol != nullptr, __func__, "invalid param");
     pstHdl->u32IndexNum = 0;
+    pstHdl->bEndsAscend = 0;
     pstHdl->u32CurIndex = 0;
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstProtocol->url_seek(hUrl, pstHdl->s64BodyPos, 0)), __func__,
                       "Seek SMI file failed!");
@@ -212,6 +298,6 @@ int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
         IndexNode *pstLast = &pstHdl->pstSmiIndexNodeList[pstHdl->u32IndexNum - 1];
         pstLast->u32Duration = pstLast->u32Duration == SUB_DURATION_UNKNOWN ? SMI_LAST_DURATION : pstLast->u32Duration;
     }
-    SvrIndexSort(pstHdl->pstSmiIndexNodeList, pstHdl->u32IndexNum, sizeof(IndexNode), SmiNodeCompare);
+    pstHdl->bEndsAscend = SvrIndexFinish(pstHdl->pstSmiIndexNodeList, pstHdl->u32IndexNum, SmiNodeCompare);
     return 0;
 }

@@ -51,21 +51,8 @@ static int32_t SrtDemuxerFind(const char *pszUrl, Protocol *pstProtocol) {
     SVR_RETURN_UNLESS(pstProtocol->url_open != nullptr, __func__, "url_open is null");
     SVR_RETURN_UNLESS(pstProtocol->url_read != nullptr, __func__, "url_read is null");
     SVR_RETURN_UNLESS(pstProtocol->url_close != nullptr, __func__, "url_close is null");
-    const char *pszExt = SvrTextExtension(pszUrl);
-    if (pszExt == nullptr) {
-        return -1;
-    }
-    switch (SvrListMatch(g_srtDemuxer.pszExtList, pszExt)) {
-    case LIST_MATCH_INNER:
-        SVR_LOG_RESULT(__func__, "find demuxer", 0);
-        return 0;
-    case LIST_MATCH_LAST:
-        PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "use pellplayer srt demuxer!ext match");
-        return 0;
-    case LIST_MATCH_NONE:
-        break;
-    }
-    return -1;
+    return SvrTextFind(__func__, &g_srtDemuxer, pszUrl, PLAYER_LOG_WARNING, "use pellplayer srt demuxer!ext match",
+                       nullptr);
 }
 
 int32_t SrtDemuxerInitFileInfo(SrtDemuxerHdl *pstHdl, const char *pszUrl) {
@@ -139,16 +126,16 @@ static int32_t SrtDemuxerReadFramePre(const SrtDemuxerHdl *pstHdl, const IndexNo
 
 // Reads the cue's bytes and converts them into the frame buffer. 0 with the text, or -1.
 static int32_t SrtDemuxerReadTransCodeFrame(SrtDemuxerHdl *pstHdl, const IndexNode *pstNode, SrtText *pstText) {
-    const TextHead *pstHead = &pstHdl->stHead;
+    const TextBuf stBuf = SrtFrameBuf(pstHdl);
+    int32_t s32OutLen = 0;
+    const TextCue enCue =
+        SvrTextReadCue(&pstHdl->stHead, pstHdl->u32CodeType, pstNode, pstHdl->au8LineBuf, &stBuf, &s32OutLen);
     // A time line right behind another one leaves the cue a negative size: nothing can be read for it.
-    if (SvrTextReadNode(pstHead, pstNode, pstHdl->au8LineBuf) != 0) {
+    if (enCue == TEXT_CUE_SHORT) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING!the subdata we read is shorter than its size!");
         return -1;
     }
-    const TextBuf stBuf = SrtFrameBuf(pstHdl);
-    int32_t s32OutLen = 0;
-    if (SvrTextTranscode(pstHead, pstHdl->u32CodeType, pstHdl->au8LineBuf, pstNode->s32Size, &stBuf, &s32OutLen) ==
-        -1) {
+    if (enCue == TEXT_CUE_UNCONVERTED) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "SVR_SUB_TRANSCODE_Line failed!");
         return -1;
     }
@@ -231,12 +218,13 @@ static void SrtDelBrace(SrtText *pstText) {
     }
 }
 
-// Turns CR CR LF into CR LF, in one pass, and terminates the text.
+// Turns CR CR LF into CR LF, in one pass from the first carriage return on, and terminates the text.
 static void SrtRepairLineEnds(SrtText *pstText) {
     uint8_t *pu8Text = pstText->pu8Text;
     const uint32_t u32Len = pstText->u32Len;
-    uint32_t u32To = 0;
-    for (uint32_t i = 0; i < u32Len; i++) {
+    const uint8_t *pu8Cr = SrtFindByte(pu8Text, pu8Text + u32Len, '\r');
+    uint32_t u32To = pu8Cr != nullptr ? static_cast<uint32_t>(pu8Cr - pu8Text) : u32Len;
+    for (uint32_t i = u32To; i < u32Len; i++) {
         const bool bDouble = u32Len - i > 2 && pu8Text[i] == '\r' && pu8Text[i + 1] == '\r' && pu8Text[i + 2] == '\n';
         i += bDouble ? 1 : 0;
         pu8Text[u32To++] = pu8Text[i];
@@ -285,11 +273,8 @@ static int32_t SrtDemuxerSeekPts(void *hFmt, int32_t, int64_t s64Pts) {
     SVR_RETURN_UNLESS(pstHdl->stHead.bFileOpen != 0, __func__, "file not open");
     SVR_RETURN_UNLESS(pstHdl->u32IndexNum != 0, __func__, "srt node num is 0");
     SVR_RETURN_UNLESS(pstHdl->pstSrtIndexNodeList != nullptr, __func__, "pstSrtIndexNodeList is null");
-    return SvrIndexSeek(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, s64Pts, &pstHdl->u32CurIndex);
-}
-
-static int64_t SrtDemuxerSeekPos(void *, int32_t, int64_t) {
-    return -1;
+    return SvrIndexSeek(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, s64Pts, pstHdl->bEndsAscend != 0,
+                        &pstHdl->u32CurIndex);
 }
 
 static int32_t SrtDemuxerClose(void *hFmt) {
@@ -310,6 +295,6 @@ constinit FormatEntry g_srtDemuxer = {
     .fmt_free = SrtDemuxerFree,
     .fmt_invoke = SrtDemuxerInvoke,
     .fmt_seek_pts = SrtDemuxerSeekPts,
-    .fmt_seek_pos = SrtDemuxerSeekPos,
+    .fmt_seek_pos = SvrTextSeekPos,
     .fmt_close = SrtDemuxerClose,
 };

@@ -8,6 +8,7 @@ struct SrtDemuxerHdl {
     TextHead stHead;
     uint32_t u32MaxIndexNum;                      // capacity of the index, in nodes
     uint32_t u32IndexNum;                         // nodes in use
+    uint32_t bEndsAscend;                         // the index can be searched by halving; 0 while it is built
     IndexNode *pstSrtIndexNodeList;               // the index, owned; null after a failed growth
     uint32_t u32CurIndex;                         // next node to deliver
     uint32_t u32CodeType;                         // code type of the file, 0 unknown

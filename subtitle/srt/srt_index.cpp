@@ -4,11 +4,16 @@
 
 #include "subtitle/common/clock_scan.h"
 #include "subtitle/common/line_reader.h"
+#include "subtitle/common/text_reader.h"
 
 // "hh:mm:ss,mmm"
 static constexpr ClockForm s_stSrtClock = {3, 1, ",.:"};
 
 bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End) {
+    // Most lines are text or a number. The shortest time line is "0:0:0,0-->0:0:0,0".
+    if (stText.s32Len < 17 || SvrIsAlpha(stText.pu8Text[0])) {
+        return false;
+    }
     const uint8_t *pu8End = SvrSpanEnd(stText);
     const uint8_t *pu8Text = SvrScanClock(stText.pu8Text, pu8End, &s_stSrtClock, ps64Start);
     if (pu8Text == nullptr) {
@@ -21,23 +26,12 @@ bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End) {
     return SvrScanClock(pu8Text + 3, pu8End, &s_stSrtClock, ps64End) != nullptr;
 }
 
-// Whether the line in au8LineBuf is a time line.
-static bool SrtGetPts(SrtDemuxerHdl *pstHdl, int32_t s32Len, int64_t *ps64Start, int64_t *ps64End) {
-    const TextBuf stBuf = SrtFrameBuf(pstHdl);
-    TextSpan stText = {};
-    if (SvrTextView(&pstHdl->stHead, pstHdl->u32CodeType, {pstHdl->au8LineBuf, s32Len}, &stBuf, &stText) != 0) {
-        SVR_LOG_RESULT(__func__, "null", -1);
-        return false;
-    }
-    return SrtScanTimeLine(stText, ps64Start, ps64End);
-}
-
 static int SrtNodeCompare(const void *pvLeft, const void *pvRight) {
     return SvrIndexCompareStart(pvLeft, pvRight);
 }
 
 static void SrtSort(SrtDemuxerHdl *pstHdl) {
-    SvrIndexSort(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, sizeof(IndexNode), SrtNodeCompare);
+    pstHdl->bEndsAscend = SvrIndexFinish(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, SrtNodeCompare);
 }
 
 // Gives the last node its size, when it has none yet: s32After bytes before s64Cur do not belong to it. The arithmetic
@@ -63,6 +57,8 @@ static int32_t SrtAddCue(SrtDemuxerHdl *pstHdl, int64_t s64Start, int64_t s64End
 }
 
 static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
+    TextReader stReader = SvrTextReaderOf(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType, pstHdl->au8LineBuf,
+                                          SrtFrameBuf(pstHdl));
     bool bPending = false;  // the last cue has no size yet
     int32_t s32PrevLen = 0; // length of the text line before this one: the cue's number, when this is a time line
     for (;;) {
@@ -71,20 +67,24 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
             SrtSort(pstHdl);
             return -1;
         }
-        const int32_t s32Len = SvrSubReadLine(pstHdl->au8LineBuf, hUrl, pstProtocol, pstHdl->stHead.pstCharsetOps,
-                                              static_cast<int32_t>(pstHdl->u32CodeType));
-        const int64_t s64Cur = SvrSubTell(hUrl, pstProtocol);
-        if (s32Len <= 0) {
+        TextSpan stText = {};
+        int32_t s32Len = 0;
+        const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
+        const int64_t s64Cur = SvrTextTell(&stReader);
+        if (enLine == TEXT_LINE_EMPTY || enLine == TEXT_LINE_END) {
             SrtCloseCue(pstHdl, &bPending, s64Cur, 0);
-            if (s32Len == 0) {
+            if (enLine == TEXT_LINE_EMPTY) {
                 continue;
             }
             SrtSort(pstHdl);
             return 0;
         }
+        if (enLine == TEXT_LINE_FAILED) {
+            SVR_LOG_RESULT("SrtGetPts", "null", -1);
+        }
         int64_t s64Start = 0;
         int64_t s64End = 0;
-        if (SrtGetPts(pstHdl, s32Len, &s64Start, &s64End)) {
+        if (enLine == TEXT_LINE_READ && SrtScanTimeLine(stText, &s64Start, &s64End)) {
             // No empty line before this cue: the one before ends ahead of the number line and its line end.
             SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
             if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {
@@ -101,6 +101,7 @@ int32_t SrtParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
         return -1;
     }
     pstHdl->u32IndexNum = 0;
+    pstHdl->bEndsAscend = 0;
     pstHdl->u32CurIndex = 0;
     const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
                                               static_cast<int32_t>(pstHdl->u32CodeType));
