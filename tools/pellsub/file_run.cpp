@@ -7,6 +7,7 @@
 #include "tools/pellsub/exit_codes.h"
 #include "tools/pellsub/file_url.h"
 #include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/sub_head.h"
 #include "tools/pellsub/terminal_text.h"
 #include "tools/pellsub/verdict.h"
 
@@ -14,15 +15,28 @@
 #include <charconv>
 #include <fmt/format.h>
 #include <iterator>
+#include <string_view>
 #include <strings.h>
 
-static std::optional<Problem> OpenFile(FormatEntry *entry, const RunOptions &options, const FileUrl &url,
-                                       PluginFile &file) {
+// How much of a file may hold the lines by which forms of text SUB are told apart.
+static constexpr size_t kSubHeadSize = 512 << 10;
+// What the plug-in reckons frames with when nobody names a rate.
+static constexpr double kUsualRate = 30;
+
+static std::optional<Problem> OpenFile(FormatEntry *entry, const RunOptions &options, const std::string &name,
+                                       const FileUrl &url, PluginFile &file) {
     if (!PluginTakes(entry, url.url)) {
         return UnknownFormat(options.url, TakenExtensions(entry));
     }
+    if (HasExtension(url.url, "sub") && BeginsWithPack(HeadOf(entry, url.url, 4))) {
+        bool found = false;
+        const std::string index = CompanionOf(name, "idx", found);
+        return IsPacketFile(index, found || options.url);
+    }
     if (!OpenInPlugin(entry, url.url, file)) {
-        return NotOpened();
+        bool found = options.url || !HasExtension(name, "idx");
+        const std::string packets = found ? "" : CompanionOf(name, "sub", found);
+        return found ? NotOpened() : NoPacketFile(packets);
     }
     return std::nullopt;
 }
@@ -62,7 +76,32 @@ static void DescribeEncoding(const RunOptions &options, const PluginFile &file, 
     }
 }
 
-static void DescribeFile(const RunOptions &options, PluginFile &file, FileFacts &facts) {
+static void SetFrameRate(double rate, const char *kind, const char *how, FileFacts &facts) {
+    facts.frameRate = rate;
+    facts.frameRateKind = kind;
+    facts.frameRateHow = how;
+}
+
+// A rate of 1 or less in the file is taken for none.
+static void DescribeSub(const RunOptions &options, const SubHead &head, FileFacts &facts) {
+    if (head.form == nullptr) {
+        return;
+    }
+    facts.form = head.form->name;
+    facts.formTitle = head.form->title;
+    if (!head.form->inFrames) {
+        return;
+    }
+    if (head.rate > 1) {
+        SetFrameRate(head.rate, "file", "from the file's first line", facts);
+    } else if (options.frameRate) {
+        SetFrameRate(options.frameRate->value, "option", "from --fps", facts);
+    } else {
+        SetFrameRate(kUsualRate, "assumed", "assumed: the file names none; --fps sets it", facts);
+    }
+}
+
+static void DescribeFile(const RunOptions &options, const std::string &url, PluginFile &file, FileFacts &facts) {
     facts.streams = DescribeStreams(file);
     if (!facts.streams.empty()) {
         const FormatName &format = NameOfFormat(file.format);
@@ -71,6 +110,9 @@ static void DescribeFile(const RunOptions &options, PluginFile &file, FileFacts 
         facts.textual = format.textual;
     }
     DescribeEncoding(options, file, facts);
+    if (file.format == SUB_STREAM_FORMAT_SUB && !facts.streams.empty()) {
+        DescribeSub(options, SubHeadOf(HeadOf(file.entry, url, kSubHeadSize)), facts);
+    }
 }
 
 // --- streams -------------------------------------------------------------------------------------------------------
@@ -153,11 +195,23 @@ static void BeginFile(const RunOptions &options, const FileFacts &facts, Output 
     }
 }
 
+static void JudgeFile(const RunOptions &options, const Findings &findings, FileFacts &facts) {
+    Judge({options.converter, options.json, options.encoding != PELL_CODE_UNKNOWN}, findings, facts);
+    const bool passed = facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "option";
+    if (!facts.error && passed && !options.frameRate->exact) {
+        facts.warnings.push_back(RateNotExact(facts));
+    }
+}
+
 // An interrupted build leaves what it had; that is counted, not shown.
-static void ReportOpenFile(const RunOptions &options, PluginFile &file, FileFacts &facts, Output &out) {
+static void ReportOpenFile(const RunOptions &options, const std::string &url, PluginFile &file, FileFacts &facts,
+                           Output &out) {
     const bool indexed = IndexInPlugin(file, {options.converter, options.encoding}, facts.signal);
-    DescribeFile(options, file, facts);
+    DescribeFile(options, url, file, facts);
     facts.error = indexed || facts.signal != 0 ? KeepWanted(options.stream, facts.streams) : NotIndexed(facts);
+    if (!facts.error && options.pictures && facts.textual) {
+        facts.error = NoPictures(facts);
+    }
     BeginFile(options, facts, out);
     if (facts.error) {
         return;
@@ -166,7 +220,10 @@ static void ReportOpenFile(const RunOptions &options, PluginFile &file, FileFact
     if (facts.signal != 0) {
         facts.error = Interrupted(findings);
     } else {
-        Judge({options.converter, options.json, options.encoding != PELL_CODE_UNKNOWN}, findings, facts);
+        JudgeFile(options, findings, facts);
+    }
+    if (options.writer->conclude != nullptr) {
+        options.writer->conclude(out, facts);
     }
 }
 
@@ -190,16 +247,16 @@ int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &na
     FileFacts facts{.name = name};
     facts.raw = options.raw || !options.converter; // the rules of a format are for text in a known encoding
     FileUrl url{.url = name};
-    PluginFile file;
+    PluginFile file{.frameRate = options.frameRate ? options.frameRate->packed : 0};
     facts.error = options.url ? std::nullopt : FindFile(name, url);
     facts.size = url.size;
     if (!facts.error) {
-        facts.error = OpenFile(entry, options, url, file);
+        facts.error = OpenFile(entry, options, name, url, file);
     }
     if (facts.error) {
         BeginFile(options, facts, out);
     } else {
-        ReportOpenFile(options, file, facts, out);
+        ReportOpenFile(options, url.url, file, facts, out);
     }
     if (options.writer->endFile != nullptr) {
         options.writer->endFile(out, facts);

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "format/pell_format.h"
+#include "tools/pellsub/frame_rate.h"
 #include "tools/pellsub/report.h"
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 
 struct RunOptions {
@@ -16,7 +18,9 @@ struct RunOptions {
     bool json = false;    // what is written can only hold UTF-8
     int32_t encoding = 0; // code type to read files in; 0: identify it
     std::string encodingName;
-    std::string stream; // number or language; empty: all
+    std::optional<FrameRate> frameRate; // for files that name none
+    bool pictures = false;              // only formats that have them are wanted
+    std::string stream;                 // number or language; empty: all
     int64_t fromMs = std::numeric_limits<int64_t>::min();
     int64_t toMs = std::numeric_limits<int64_t>::max();
 };

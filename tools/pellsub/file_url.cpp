@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,6 +67,10 @@ static std::string PathUrl(const std::string &name) {
 }
 
 std::optional<Problem> FindFile(const std::string &name, FileUrl &file) {
+    if (HoldsUrlFields(name) && HasExtension(name, "idx")) {
+        return Problem{"name_not_usable",
+                       "the packet file of an index cannot be found by such a name; rename the pair"};
+    }
     file.fd = OpenAboveStandard(name);
     if (file.fd < 0) {
         return OpenProblem(name, errno);
@@ -85,4 +90,24 @@ void ReleaseFile(FileUrl &file) {
         close(file.fd);
         file.fd = -1;
     }
+}
+
+bool HasExtension(const std::string &name, const char *extension) {
+    return name.size() > 3 && name[name.size() - 4] == '.' &&
+           strcasecmp(name.c_str() + name.size() - 3, extension) == 0;
+}
+
+std::string CompanionOf(const std::string &name, const std::string &extension, bool &found) {
+    const std::string stem = name.substr(0, name.size() - 3);
+    for (unsigned capitals = 0; capitals < 8; capitals++) {
+        std::string written = extension;
+        for (size_t i = 0; i < 3; i++) {
+            written[i] = (capitals >> i & 1u) != 0 ? static_cast<char>(written[i] - 'a' + 'A') : written[i];
+        }
+        found = access((stem + written).c_str(), F_OK) == 0;
+        if (found) {
+            return stem + written;
+        }
+    }
+    return stem + extension;
 }

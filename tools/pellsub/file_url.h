@@ -17,3 +17,10 @@ struct FileUrl {
 std::optional<Problem> FindFile(const std::string &name, FileUrl &file);
 
 void ReleaseFile(FileUrl &file);
+
+// Three letters after the last point, in either case.
+bool HasExtension(const std::string &name, const char *extension);
+
+// The name of the other file of a pair, "movie.sub" for "movie.idx": one that is there in whatever case, or else the
+// one in small letters.
+std::string CompanionOf(const std::string &name, const std::string &extension, bool &found);

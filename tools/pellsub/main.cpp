@@ -4,6 +4,7 @@
 #include "tools/pellsub/file_run.h"
 #include "tools/pellsub/interrupt.h"
 #include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/render_run.h"
 #include "tools/pellsub/time_text.h"
 
 #include <CLI/CLI.hpp>
@@ -15,10 +16,12 @@
 
 struct CommandLine {
     RunOptions run;
+    RenderRun render;
     std::vector<std::string> files;
     std::string as = "text";
     std::string from;
     std::string to;
+    std::string fps;
     bool noConverter = false;
 };
 
@@ -30,7 +33,7 @@ struct WriterRow {
 
 static const WriterRow kWriters[] = {
     {"info", "text", &kInfoText}, {"info", "json", &kInfoJson},       {"dump", "text", &kDumpText},
-    {"dump", "json", &kDumpJson}, {"dump", "jsonl", &kDumpJsonLines},
+    {"dump", "json", &kDumpJson}, {"dump", "jsonl", &kDumpJsonLines}, {"render", "text", &kRender},
 };
 
 static constexpr const char *kAboutExit =
@@ -38,8 +41,10 @@ static constexpr const char *kAboutExit =
     "130 interrupted (143 terminated). With several files the worst one counts.\n"
     "PELL_FORMAT_LIB names another plug-in library, PELL_LOG_LEVEL (2 to 6) shows its messages.\n";
 
-static constexpr const char *kAboutInfo = "Example: pellsub info movie.en.srt\n"
-                                          "shows the format, the encoding, the language and how many cues there are.\n";
+static constexpr const char *kAboutInfo =
+    "Example: pellsub info movie.en.srt\n"
+    "shows the format, the encoding, the language and how many cues there are; of text SUB also\n"
+    "its form and the frame rate, and of VobSub the picture size and palette.\n";
 
 static constexpr const char *kAboutDump =
     "TIME is seconds, mm:ss or h:mm:ss, with decimals: 90, 1:30 and 0:01:30.000 are the same.\n"
@@ -50,10 +55,19 @@ static constexpr const char *kAboutDump =
     "only the texts of the events, without override blocks and drawings. A cue with nothing left to read,\n"
     "such as SAMI clears the screen with, is not shown. --raw and --no-converter show every cue as delivered.\n"
     "\n"
+    "MicroDVD files count frames. Without a rate in their first line they are read at 30 frames/s, or at --fps:\n"
+    "23.976, 25 and so on. VobSub has pictures instead of text; render draws them.\n"
+    "\n"
     "JSON has every cue: \"text\" is the readable text and \"raw\" the delivered one, or null where they are\n"
     "the same. A cue of ASS also has \"events\": for each line its fields, named as the header names them\n"
     "(margin_l for MarginL; null where the line ends early), and the line itself as \"raw\". The header is the\n"
     "stream's \"header\"; in JSON lines it is an object of its own before the cues.\n";
+
+static constexpr const char *kAboutRender =
+    "Writes one PNG file for each picture, of the size of the video and transparent around it, named by language\n"
+    "and time, and one with all pictures of a language as an overview. TIME is as for dump.\n"
+    "Example: pellsub render movie.idx --to pictures --stream en\n"
+    "writes pictures/en_00-01-02.345.png and so on, and pictures/en_sheet.png.\n";
 
 // --- definition ----------------------------------------------------------------------------------------------------
 
@@ -77,13 +91,27 @@ static CLI::Option *AddValue(CLI::App *command, const char *option, std::string 
     return command->add_option(option, value, help)->option_text(placeholder)->check(NotEmpty);
 }
 
+static void AddStreamOptions(CLI::App *command, CommandLine &line) {
+    AddValue(command, "--stream", line.run.stream, "N|LANG", "Only this stream, by number or language");
+    command->add_flag("--url", line.run.url, "FILE is a URL in the plug-in's own grammar");
+}
+
 static void AddCommonOptions(CLI::App *command, CommandLine &line) {
     command->add_option("FILE", line.files, "Subtitle files")->required();
     command->add_option("--as", line.as, "What to write")->check(CLI::IsMember(FormsOf(command->get_name())));
     auto *encoding = AddValue(command, "--encoding", line.run.encodingName, "NAME", "Read files in this encoding");
     command->add_flag("--no-converter", line.noConverter, "Deliver text as it stands in the file")->excludes(encoding);
-    AddValue(command, "--stream", line.run.stream, "N|LANG", "Only this stream, by number or language");
-    command->add_flag("--url", line.run.url, "FILE is a URL in the plug-in's own grammar");
+    AddValue(command, "--fps", line.fps, "RATE", "Frame rate of MicroDVD files that name none themselves");
+    AddStreamOptions(command, line);
+}
+
+static void AddRenderOptions(CLI::App *command, CommandLine &line) {
+    command->add_option("FILE", line.files, "The .idx file of a VobSub pair")->required()->expected(1);
+    AddValue(command, "--to", line.render.directory, "DIR", "Where to write them; made if it is not there")->required();
+    AddStreamOptions(command, line);
+    AddValue(command, "--from", line.from, "TIME", "Only pictures that are still shown at this time or later");
+    AddValue(command, "--to-time", line.to, "TIME", "Only pictures that begin at this time or earlier");
+    command->add_flag("--overwrite", line.render.overwrite, "Replace files that are there already");
 }
 
 static void DefineCommandLine(CLI::App &app, CommandLine &line) {
@@ -99,6 +127,9 @@ static void DefineCommandLine(CLI::App &app, CommandLine &line) {
     AddValue(dump, "--from", line.from, "TIME", "Only cues that are still shown at this time or later");
     AddValue(dump, "--to", line.to, "TIME", "Only cues that begin at this time or earlier");
     dump->add_flag("--raw", line.run.raw, "Write text exactly as the plug-in delivers it");
+    CLI::App *render = app.add_subcommand("render", "Draw the pictures of a VobSub file");
+    render->footer(kAboutRender);
+    AddRenderOptions(render, line);
 }
 
 // --- values --------------------------------------------------------------------------------------------------------
@@ -123,9 +154,14 @@ static void ReadTime(const char *option, const std::string &text, int64_t &ms) {
 static void ReadValues(const std::string &command, CommandLine &line) {
     RunOptions &run = line.run;
     ReadTime("--from", line.from, run.fromMs);
-    ReadTime("--to", line.to, run.toMs);
+    const char *to = command == "render" ? "--to-time" : "--to";
+    ReadTime(to, line.to, run.toMs);
     if (run.fromMs > run.toMs) {
-        throw CLI::ValidationError("--from", "is later than --to");
+        throw CLI::ValidationError("--from", std::string("is later than ") + to);
+    }
+    run.frameRate = ParseFrameRate(line.fps);
+    if (!line.fps.empty() && !run.frameRate) {
+        throw CLI::ValidationError("--fps", "\"" + line.fps + "\" is no frame rate; take a number from 1 to 1000");
     }
     run.converter = !line.noConverter;
     run.encoding = run.encodingName.empty() ? PELL_CODE_UNKNOWN : PellCharsetFromName(run.encodingName.c_str());
@@ -137,13 +173,14 @@ static void ReadValues(const std::string &command, CommandLine &line) {
                                   [&](auto &r) { return command == r.command && line.as == r.as; });
     run.writer = row->writer;
     run.json = line.as != "text";
+    run.pictures = run.writer == &kRender;
 }
 
 // --- run -----------------------------------------------------------------------------------------------------------
 
-static int RunFiles(FormatEntry *entry, const CommandLine &line) {
+static int RunFiles(FormatEntry *entry, CommandLine &line) {
     const ReportWriter &writer = *line.run.writer;
-    Output out{.terminal = isatty(STDOUT_FILENO) == 1, .manyFiles = line.files.size() > 1};
+    Output out{.render = &line.render, .terminal = isatty(STDOUT_FILENO) == 1, .manyFiles = line.files.size() > 1};
     int worst = EXIT_DONE;
     if (writer.begin != nullptr) {
         writer.begin(out);
@@ -161,7 +198,11 @@ static int RunFiles(FormatEntry *entry, const CommandLine &line) {
     return worst;
 }
 
-static int Run(const CommandLine &line) {
+static int Run(CommandLine &line) {
+    if (const auto problem = line.run.pictures ? BeginRender(line.render) : std::nullopt) {
+        Complain("", *problem);
+        return EXIT_FAILED;
+    }
     std::string why;
     FormatEntry *entry = LoadPlugin(why);
     if (entry == nullptr) {

@@ -13,6 +13,10 @@ void Put(const Output &out, std::string_view text) {
     std::fwrite(shown.data(), 1, shown.size(), stdout);
 }
 
+std::string ColourText(uint32_t colour) {
+    return fmt::format("#{:06x}", colour >> 8);
+}
+
 void Complain(const std::string &name, const std::string &message) {
     const std::string line = fmt::format("pellsub: {}{}{}\n", name, name.empty() ? "" : ": ", message);
     std::fflush(stdout);

@@ -3,12 +3,14 @@
 
 #include "tools/pellsub/charset_watch.h"
 #include "tools/pellsub/interrupt.h"
+#include "tools/pellsub/message_watch.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
+#include <strings.h>
 
 // A demuxer that never stops failing must not keep the tool busy for ever. No file has as many bad cues in a row.
 static constexpr unsigned kMaxFailuresInRow = 1000000;
@@ -30,13 +32,9 @@ const FormatName &NameOfFormat(uint32_t format) {
     return row != std::end(rows) ? row->name : unknown;
 }
 
-// Beside the tool, or else where the system keeps libraries. The tool's own run path is not relied on: a sanitizer
-// that stands between the tool and the loader makes the loader use another's.
-static std::string PluginPath() {
-    if (const char *chosen = std::getenv("PELL_FORMAT_LIB")) {
-        return chosen;
-    }
-    const std::string name = "libpell_format.so";
+// The tool's own run path is not relied on: a sanitizer that stands between the tool and the loader makes the loader
+// use another's.
+std::string LibraryBesideTool(const std::string &name) {
     std::error_code error;
     const auto tool = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto beside = tool.parent_path().parent_path() / "lib" / name;
@@ -44,11 +42,15 @@ static std::string PluginPath() {
 }
 
 FormatEntry *LoadPlugin(std::string &why) {
-    void *library = dlopen(PluginPath().c_str(), RTLD_NOW | RTLD_LOCAL);
+    const char *chosen = std::getenv("PELL_FORMAT_LIB");
+    const std::string path = chosen != nullptr ? chosen : LibraryBesideTool("libpell_format.so");
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     void *entry = library != nullptr ? dlsym(library, "g_formatEntry") : nullptr;
     if (entry == nullptr) {
         const char *error = dlerror();
         why = error != nullptr ? error : "no g_formatEntry in it";
+    } else {
+        PassMessagesTo(dlsym(library, "PlayerDbgPrintf"));
     }
     return static_cast<FormatEntry *>(entry);
 }
@@ -115,8 +117,19 @@ static StreamFacts DescribeStream(const SubStreamInfo &info) {
     facts.height = info.u16Height;
     if (NameOfFormat(info.u32Format).textual && info.pu8ExtraData != nullptr) {
         facts.header.assign(reinterpret_cast<const char *>(info.pu8ExtraData), info.u32ExtraDataSize);
+    } else if (info.pu8ExtraData != nullptr) {
+        facts.palette.resize(info.u32ExtraDataSize / sizeof(uint32_t));
+        std::memcpy(facts.palette.data(), info.pu8ExtraData, facts.palette.size() * sizeof(uint32_t));
     }
     return facts;
+}
+
+static void NoteSharedLanguages(std::vector<StreamFacts> &streams) {
+    for (StreamFacts &stream : streams) {
+        stream.sharesLanguage = std::count_if(streams.begin(), streams.end(), [&](const StreamFacts &other) {
+                                    return strcasecmp(stream.language.c_str(), other.language.c_str()) == 0;
+                                }) > 1;
+    }
 }
 
 std::vector<StreamFacts> DescribeStreams(PluginFile &file) {
@@ -132,6 +145,7 @@ std::vector<StreamFacts> DescribeStreams(PluginFile &file) {
         file.codeType = program.pastSubStream[i].u32CodeType;
     }
     file.streams = streams.size();
+    NoteSharedLanguages(streams);
     return streams;
 }
 
@@ -140,7 +154,7 @@ bool SelectStream(PluginFile &file, const StreamFacts &stream) {
     return file.streams == 1 || file.entry->fmt_seek_pts(file.handle, stream.index, 0) == 0;
 }
 
-// The text as delivered; where a terminator may be counted it ends at the first one.
+// The bytes as delivered; where a terminator may be counted it ends at the first one.
 static std::string FrameText(const FmtFrame &frame, bool endsAtNul) {
     if (frame.pu8Data == nullptr) {
         return {};
@@ -165,6 +179,8 @@ static Cue CueOf(const FmtFrame &frame, const FormatName &format) {
     }
     if (format.textual) {
         cue.raw = FrameText(frame, format.endsAtNul);
+    } else {
+        cue.picture = FrameText(frame, false);
     }
     return cue;
 }
@@ -176,18 +192,33 @@ static void CountCue(StreamFacts &stream, const Cue &cue) {
     stream.lastMs = std::max(stream.lastMs.value_or(last), last);
 }
 
+// Reads up to a cue or the end, and counts the cues that cannot be read. Failures without a message are not known to be
+// such before something comes after them.
+static bool ReadFrame(PluginFile &file, unsigned silentAtEnd, uint64_t &failedReads, FmtFrame &frame) {
+    const unsigned silentLimit = silentAtEnd != 0 ? silentAtEnd : kMaxFailuresInRow;
+    unsigned silent = 0;
+    for (unsigned i = 0; i < kMaxFailuresInRow && silent < silentLimit; i++) {
+        const uint64_t messages = MessageCount();
+        frame.u32FrameRate = file.frameRate;
+        const int32_t result = file.entry->fmt_read(file.handle, &frame);
+        silent++;
+        if (result == 0 || result == -2) {
+            failedReads += silent - 1;
+            return result == 0;
+        }
+        if (MessageCount() != messages) {
+            failedReads += silent;
+            silent = 0;
+        }
+    }
+    failedReads += silentAtEnd != 0 ? 0 : silent;
+    return false;
+}
+
 bool NextCue(PluginFile &file, StreamFacts &stream, Cue &cue) {
     const FormatName &format = NameOfFormat(file.format);
-    const unsigned limit = format.failuresAtEnd != 0 ? format.failuresAtEnd : kMaxFailuresInRow;
-    unsigned failures = 0;
     FmtFrame frame = {};
-    int32_t result = file.entry->fmt_read(file.handle, &frame);
-    while (result != 0 && result != -2 && ++failures < limit) {
-        result = file.entry->fmt_read(file.handle, &frame);
-    }
-    const bool endedByFailures = format.failuresAtEnd != 0 && failures == limit;
-    stream.failedReads += endedByFailures ? 0 : failures;
-    if (result != 0) {
+    if (!ReadFrame(file, format.silentAtEnd, stream.failedReads, frame)) {
         return false;
     }
     cue = CueOf(frame, format);

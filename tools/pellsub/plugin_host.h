@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+// Where a library of ours is: beside the tool, or else where the system keeps libraries.
+std::string LibraryBesideTool(const std::string &name);
+
 // Null, with the reason, when the library cannot be had.
 FormatEntry *LoadPlugin(std::string &why);
 
@@ -27,6 +30,7 @@ struct PluginFile {
     uint32_t format = 0;    // enum SubStreamFormat
     uint32_t codeType = 0;
     size_t streams = 0;
+    uint32_t frameRate = 0; // of the video, as reads pass it; 0: not known
 };
 
 bool OpenInPlugin(FormatEntry *entry, const std::string &url, PluginFile &file);
@@ -49,9 +53,9 @@ struct FormatName {
     const char *title; // for people
     bool textual;      // cues are text, in an encoding
     bool endsAtNul;    // the delivered length may count a terminator
-    // The end of the stream is told by -1, like a cue that cannot be read: as many of them in a row are taken for the
-    // end. 0: there is a result of its own for the end.
-    unsigned failuresAtEnd;
+    // The end of the stream is told by the same result as a cue that cannot be read, only without a message: so many of
+    // them in a row are taken for the end. 0: there is a result of its own for the end.
+    unsigned silentAtEnd;
 };
 
 const FormatName &NameOfFormat(uint32_t format);

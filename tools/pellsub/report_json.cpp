@@ -32,6 +32,12 @@ static Json NumberOrNull(int number) {
     return number == 0 ? Json() : Json(number);
 }
 
+static Json PaletteOrNull(const std::vector<uint32_t> &palette) {
+    Json colours = palette.empty() ? Json() : Json::array();
+    std::transform(palette.begin(), palette.end(), std::back_inserter(colours), ColourText);
+    return colours;
+}
+
 static Json ProblemJson(const Problem &problem) {
     return Json{{"kind", problem.kind}, {"message", problem.message}};
 }
@@ -41,7 +47,8 @@ static Json StreamJson(const StreamFacts &stream) {
                 {"language", TextOrNull(stream.language)},
                 {"title", TextOrNull(stream.title)},
                 {"width", NumberOrNull(stream.width)},
-                {"height", NumberOrNull(stream.height)}};
+                {"height", NumberOrNull(stream.height)},
+                {"palette", PaletteOrNull(stream.palette)}};
 }
 
 static Json DumpedStreamJson(const StreamFacts &stream) {
@@ -71,8 +78,11 @@ static Json StreamsJson(const FileFacts &facts, Json (*one)(const StreamFacts &)
 static Json HeadJson(const FileFacts &facts) {
     return Json{{"file", facts.name},
                 {"format", TextOrNull(facts.format)},
+                {"form", TextOrNull(facts.form)},
                 {"encoding", TextOrNull(facts.encoding)},
-                {"encoding_source", TextOrNull(facts.encodingKind)}};
+                {"encoding_source", TextOrNull(facts.encodingKind)},
+                {"frame_rate", facts.frameRateKind == nullptr ? Json() : Json(facts.frameRate)},
+                {"frame_rate_source", TextOrNull(facts.frameRateKind)}};
 }
 
 static void AddProblems(Json &json, const FileFacts &facts) {

@@ -12,13 +12,23 @@ static void PutField(const Output &out, const char *indent, const char *name, st
     }
 }
 
+// Two lines, so that sixteen colours fit a terminal.
+static void PutPalette(const Output &out, const std::vector<uint32_t> &palette) {
+    std::string lines;
+    for (size_t i = 0; i < palette.size(); i++) {
+        lines += fmt::format("{}{}", i == 0 ? "" : (i % 8 == 0 ? "\n              " : " "), ColourText(palette[i]));
+    }
+    PutField(out, "    ", "palette", lines);
+}
+
 static void PutStream(const Output &out, const StreamFacts &stream) {
     Put(out, fmt::format("  stream {}\n", stream.number));
     PutField(out, "    ", "language", stream.language);
     PutField(out, "    ", "title", stream.title);
     PutField(out, "    ", "size", stream.width > 0 ? fmt::format("{}x{}", stream.width, stream.height) : "");
     PutField(out, "    ", "header", stream.header.empty() ? "" : fmt::format("{} bytes", stream.header.size()));
-    PutField(out, "    ", "cues", fmt::format("{}", stream.cues));
+    PutPalette(out, stream.palette);
+    PutField(out, "    ", stream.palette.empty() ? "cues" : "pictures", fmt::format("{}", stream.cues));
     if (stream.failedReads > 0) {
         PutField(out, "    ", "failed", fmt::format("{} reads", stream.failedReads));
     }
@@ -44,6 +54,10 @@ static void InfoEndFile(Output &out, const FileFacts &facts) {
     Put(out, fmt::format("{}{}\n", out.anyFile ? "\n" : "", facts.name));
     PutField(out, "  ", "format", fmt::format("{} ({})", facts.formatTitle, facts.format));
     PutField(out, "  ", "encoding", EncodingText(facts));
+    PutField(out, "  ", "form", facts.formTitle != nullptr ? facts.formTitle : "");
+    if (facts.frameRateHow != nullptr) {
+        PutField(out, "  ", "rate", fmt::format("{} frames/s, {}", facts.frameRate, facts.frameRateHow));
+    }
     for (const StreamFacts &stream : facts.streams) {
         PutStream(out, stream);
     }

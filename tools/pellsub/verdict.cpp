@@ -2,13 +2,18 @@
 #include "tools/pellsub/verdict.h"
 
 #include "format/pell_format.h"
+#include "tools/pellsub/sub_head.h"
 
 #include <fmt/format.h>
 
 static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 in the environment shows the plug-in's reasons";
 
-static std::string CuesText(uint64_t count) {
-    return fmt::format("{} cue{}", count, count == 1 ? "" : "s");
+static std::string CuesText(uint64_t count, const char *cue = "cue") {
+    return fmt::format("{} {}{}", count, cue, count == 1 ? "" : "s");
+}
+
+static std::string FailedText(const FileFacts &facts, const Findings &findings) {
+    return CuesText(findings.failedReads, facts.textual ? "cue" : "picture");
 }
 
 Problem UnknownFormat(bool url, const std::string &taken) {
@@ -22,6 +27,25 @@ Problem NotOpened() {
     return {"open_failed", fmt::format("the plug-in cannot open it; {}", kSeeLog)};
 }
 
+Problem IsPacketFile(const std::string &index, bool found) {
+    return {"vobsub_packets",
+            fmt::format("it is the packet file of a VobSub pair, pictures without times; open its index, {}{}", index,
+                        found ? "" : ", which does not lie beside it")};
+}
+
+Problem NoPacketFile(const std::string &packets) {
+    return {"no_packet_file",
+            fmt::format("its packet file, {}, is missing; the two of a VobSub pair belong side by side", packets)};
+}
+
+Problem NoPictures(const FileFacts &facts) {
+    return {"no_pictures", fmt::format("it is {}, which is text; only VobSub (.idx) has pictures", facts.formatTitle)};
+}
+
+Problem RateNotExact(const FileFacts &facts) {
+    return {"rate_not_exact", fmt::format("the rate cannot be passed exactly; {} frames/s is passed", facts.frameRate)};
+}
+
 static bool IsUtf32(const FileFacts &facts) {
     return facts.encoding.compare(0, 6, "UTF-32") == 0;
 }
@@ -32,8 +56,11 @@ static Problem NoCue(const FileFacts &facts) {
                                                    "iconv -f {0} -t UTF-8",
                                                    facts.encoding)};
     }
-    return {"no_cue", fmt::format("no cue found in it; its name says {}, its content does not look like it",
-                                  facts.formatTitle != nullptr ? facts.formatTitle : "subtitles")};
+    if (facts.formatTitle == nullptr) {
+        return {"no_stream", "no stream found in it; an index has languages (id: en, index: 0) with time stamps"};
+    }
+    return {"no_cue",
+            fmt::format("no cue found in it; its name says {}, its content does not look like it", facts.formatTitle)};
 }
 
 static std::optional<Problem> WhyNothing(const FileFacts &facts, const Findings &findings) {
@@ -42,7 +69,7 @@ static std::optional<Problem> WhyNothing(const FileFacts &facts, const Findings 
     }
     if (findings.failedReads > 0) {
         return Problem{"not_delivered",
-                       fmt::format("none of its {} could be delivered; {}", CuesText(findings.failedReads), kSeeLog)};
+                       fmt::format("none of its {} could be delivered; {}", FailedText(facts, findings), kSeeLog)};
     }
     return NoCue(facts);
 }
@@ -99,8 +126,8 @@ void Judge(const Asked &asked, const Findings &findings, FileFacts &facts) {
         return;
     }
     if (findings.failedReads > 0) {
-        facts.warnings.push_back({"cues_not_delivered", fmt::format("{} could not be delivered; {}",
-                                                                    CuesText(findings.failedReads), kSeeLog)});
+        facts.warnings.push_back(
+            {"cues_not_delivered", fmt::format("{} could not be delivered; {}", FailedText(facts, findings), kSeeLog)});
     }
     WarnOfEncoding(asked, facts);
     WarnOfText(asked, findings, facts);
@@ -112,9 +139,20 @@ Problem Interrupted(const Findings &findings) {
             fmt::format("interrupted; {} indexed until then", CuesText(findings.cues + findings.failedReads))};
 }
 
+static Problem NoSubCue(const FileFacts &facts) {
+    if (facts.formTitle != nullptr) {
+        return {"no_cue", fmt::format("it looks like {}, but no cue is found in it; {}", facts.formTitle, kSeeLog)};
+    }
+    return {"no_sub_form",
+            fmt::format("none of the four forms of text SUB begins in its first 100 lines: {}", SubFormList())};
+}
+
 Problem NotIndexed(const FileFacts &facts) {
     if (IsUtf32(facts)) {
         return NoCue(facts);
+    }
+    if (facts.format != nullptr && std::string_view(facts.format) == "sub") {
+        return NoSubCue(facts);
     }
     return {"index_failed", fmt::format("the plug-in cannot make sense of it; {}", kSeeLog)};
 }

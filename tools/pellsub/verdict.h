@@ -24,6 +24,10 @@ struct Findings {
 
 Problem UnknownFormat(bool url, const std::string &taken);
 Problem NotOpened();
+Problem IsPacketFile(const std::string &index, bool found);
+Problem NoPacketFile(const std::string &packets);
+Problem NoPictures(const FileFacts &facts);
+Problem RateNotExact(const FileFacts &facts);
 Problem NotIndexed(const FileFacts &facts);
 Problem Interrupted(const Findings &findings);
 

@@ -1,0 +1,229 @@
+// The pictures of a file to PNG files in a directory: one for each unit and an overview for each stream.
+#include "tools/pellsub/render_run.h"
+
+#include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/time_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// Positions in a unit have 12 bits: a larger picture would only be larger.
+static constexpr int kMaxSide = 4096;
+// That of a DVD, for an index that names none or a wrong one.
+static constexpr int kUsualWidth = 720;
+static constexpr int kUsualHeight = 576;
+static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
+
+// --- begin ---------------------------------------------------------------------------------------------------------
+
+const PictureModule *LoadPictureModule() {
+    void *library = dlopen(LibraryBesideTool("libpellsub_picture.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    return library != nullptr ? static_cast<const PictureModule *>(dlsym(library, "g_pictureModule")) : nullptr;
+}
+
+std::optional<std::string> BeginRender(RenderRun &run) {
+    run.module = LoadPictureModule();
+    if (run.module == nullptr) {
+        return "this build cannot draw pictures; it was made without libavcodec and libpng";
+    }
+    if (mkdir(run.directory.c_str(), 0777) != 0 && errno != EEXIST) {
+        return fmt::format("{}: cannot be made: {}", run.directory, std::strerror(errno));
+    }
+    run.fd = open(run.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (run.fd < 0) {
+        return fmt::format("{}: cannot be opened as a directory: {}", run.directory, std::strerror(errno));
+    }
+    return std::nullopt;
+}
+
+// --- files ---------------------------------------------------------------------------------------------------------
+
+// The same name is never given twice: "en_00-00-01.000.png" is followed by "en_00-00-01.000_2.png".
+static std::string FileName(RenderRun &run, const std::string &what) {
+    std::string name = fmt::format("{}_{}.png", run.stream.name, what);
+    for (int i = 2; !run.names.insert(name).second; i++) {
+        name = fmt::format("{}_{}_{}.png", run.stream.name, what, i);
+    }
+    return name;
+}
+
+// A new file, which excludes one that a link names. An old one is removed first, so that a link to it is broken and not
+// followed.
+static int CreateFile(const RenderRun &run, const std::string &name) {
+    if (run.overwrite && unlinkat(run.fd, name.c_str(), 0) != 0 && errno != ENOENT) {
+        return -1;
+    }
+    return openat(run.fd, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+}
+
+static bool WriteAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(fd, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return true;
+}
+
+static void NotWritten(RenderRun &run, const std::string &name, int error) {
+    run.error =
+        Problem{"not_written", fmt::format("{}/{} cannot be written: {}", run.directory, name, std::strerror(error))};
+}
+
+// True when the file is there now, whole and new.
+static bool SaveFile(RenderRun &run, const std::string &name, const std::string &bytes) {
+    if (bytes.empty()) {
+        NotWritten(run, name, ENOMEM);
+        return false;
+    }
+    const int fd = CreateFile(run, name);
+    if (fd < 0) {
+        const int error = errno;
+        if (error == EEXIST && !run.overwrite) {
+            run.existing++;
+        } else {
+            NotWritten(run, name, error);
+        }
+        return false;
+    }
+    const int error = WriteAll(fd, bytes) ? 0 : errno;
+    if (close(fd) != 0 || error != 0) {
+        NotWritten(run, name, error != 0 ? error : errno);
+        unlinkat(run.fd, name.c_str(), 0);
+        return false;
+    }
+    return true;
+}
+
+// --- streams -------------------------------------------------------------------------------------------------------
+
+// Only letters and digits of the language go into file names, and no stream has another one's name.
+static std::string NameOf(const StreamFacts &stream) {
+    std::string name;
+    for (const char ch : stream.language.substr(0, kMaxLanguage)) {
+        const auto byte = static_cast<unsigned char>(ch);
+        name += byte < 0x80 && std::isalnum(byte) != 0 ? std::string(1, static_cast<char>(std::tolower(byte))) : "";
+    }
+    if (name.empty()) {
+        return fmt::format("stream{}", stream.number);
+    }
+    return stream.sharesLanguage ? fmt::format("{}-{}", name, stream.number) : name;
+}
+
+static void Warn(RenderRun &run, const char *kind, const std::string &message) {
+    run.warnings.push_back({kind, run.stream.title + ": " + message});
+}
+
+static bool IsSide(int side) {
+    return side >= 1 && side <= kMaxSide;
+}
+
+static void SetStyle(PictureStyle &style, const StreamFacts &stream) {
+    style.sizeKnown = IsSide(stream.width) && IsSide(stream.height);
+    style.width = style.sizeKnown ? stream.width : kUsualWidth;
+    style.height = style.sizeKnown ? stream.height : kUsualHeight;
+    style.palette = stream.palette;
+}
+
+static void WarnOfSize(RenderRun &run) {
+    const PictureStyle &style = run.stream.style;
+    if (!style.sizeKnown) {
+        Warn(run, "size_assumed",
+             fmt::format("its index names no usable picture size; {}x{} is taken", style.width, style.height));
+    }
+}
+
+static void StartStream(RenderRun &run, const FileFacts &facts, int number) {
+    run.stream = {.number = number};
+    for (const StreamFacts &stream : facts.streams) {
+        if (stream.number == number) {
+            const std::string language = stream.language.empty() ? "" : " (" + stream.language + ")";
+            run.stream.title = fmt::format("stream {}{}", number, language);
+            run.stream.name = NameOf(stream);
+            SetStyle(run.stream.style, stream);
+        }
+    }
+}
+
+static std::string PicturesText(uint64_t count) {
+    return fmt::format("{} picture{}", count, count == 1 ? "" : "s");
+}
+
+static void WarnOfNotDrawn(RenderRun &run) {
+    if (run.stream.notDrawn > 0) {
+        Warn(run, "not_drawn",
+             fmt::format("{} could not be drawn, as broken, empty or outside the video; the first at {}",
+                         PicturesText(run.stream.notDrawn), TimeText(run.stream.firstNotDrawnMs)));
+    }
+}
+
+static void FinishStream(const Output &out, RenderRun &run) {
+    const RenderedStream &stream = run.stream;
+    WarnOfNotDrawn(run);
+    if (stream.sheet.thumbnails.empty() || run.error) {
+        return;
+    }
+    WarnOfSize(run);
+    const std::string name = FileName(run, "sheet");
+    const bool saved = SaveFile(run, name, run.module->rgbPng(SheetPicture(stream.sheet)));
+    const std::string thinned = stream.sheet.step == 1 ? "" : fmt::format(" (one of {})", stream.sheet.step);
+    Put(out, fmt::format("{}: {} of {}x{} written{}\n", stream.title, PicturesText(stream.written), stream.style.width,
+                         stream.style.height, saved ? ", overview " + name + thinned : ""));
+}
+
+// --- units ---------------------------------------------------------------------------------------------------------
+
+static void RenderUnit(RenderRun &run, const Cue &cue) {
+    RenderedStream &stream = run.stream;
+    IndexedPicture picture;
+    if (!run.module->draw(stream.style, cue.picture, picture)) {
+        stream.firstNotDrawnMs = stream.notDrawn++ == 0 ? cue.startMs : stream.firstNotDrawnMs;
+        return;
+    }
+    stream.style.width = picture.width;
+    stream.style.height = picture.height;
+    std::string time = TimeText(cue.startMs);
+    std::replace(time.begin(), time.end(), ':', '-');
+    run.drawn++;
+    stream.written += SaveFile(run, FileName(run, time), run.module->indexedPng(picture)) ? 1u : 0u;
+    AddToSheet(stream.sheet, picture);
+}
+
+static void RenderCue(Output &out, const FileFacts &facts, const Cue &cue) {
+    RenderRun &run = *out.render;
+    if (!run.error && cue.stream != run.stream.number) {
+        FinishStream(out, run);
+        StartStream(run, facts, cue.stream);
+    }
+    if (!run.error) {
+        RenderUnit(run, cue);
+    }
+}
+
+static void RenderConclude(Output &out, FileFacts &facts) {
+    RenderRun &run = *out.render;
+    FinishStream(out, run);
+    if (run.existing > 0) {
+        const char *rest = run.existing == 1 ? " was there already and stays as it is; --overwrite replaces it"
+                                             : "s were there already and stay as they are; --overwrite replaces them";
+        run.warnings.push_back({"files_exist", fmt::format("{} file{}", run.existing, rest)});
+    }
+    facts.warnings.insert(facts.warnings.end(), run.warnings.begin(), run.warnings.end());
+    if (!facts.error) {
+        facts.error = run.error;
+    }
+    if (!facts.error && run.drawn == 0 && run.stream.number >= 0) {
+        facts.error = Problem{"nothing_drawn", "none of its pictures could be drawn"};
+    }
+}
+
+const ReportWriter kRender = {.cue = RenderCue, .conclude = RenderConclude};
