@@ -1,7 +1,9 @@
 # Sourced by the other scripts: installs what is missing from Debian's packages, and says what.
 
 packages_build="g++ cmake ninja-build pkg-config libuchardet-dev libcli11-dev nlohmann-json3-dev libfmt-dev libgtest-dev"
-packages_check="clang-format clang-tidy binutils"
+packages_check="clang-format clang-tidy binutils locales valgrind"
+# Optional for the build: pellsub draws pictures with them.
+packages_draw="libavcodec-dev libavutil-dev libpng-dev"
 packages_arm="g++-arm-linux-gnueabihf qemu-user libuchardet-dev:armhf libstdc++6:armhf libc6:armhf"
 
 as_root() {

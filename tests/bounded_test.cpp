@@ -2,9 +2,13 @@
 // the C library's on everything the library parses with it, and the scanning helpers.
 #include "platform/bounded/bounded.h"
 #include "platform/text/ascii.h"
+#include "platform/text/decimal.h"
+#include "tests/test_files.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
@@ -181,8 +185,87 @@ TEST(BoundedTest, TextConversionsHaveASizeAndNumbersALimit) {
     EXPECT_EQ(s32, INT32_MAX);
     EXPECT_EQ(u32, UINT32_MAX);
     EXPECT_EQ(s64, INT64_MIN);
+    float af[3] = {};
+    EXPECT_EQ(sscanf_s(" 1.25-.5e1,9", "%f%*f,%2f%f", &af[0], &af[1], &af[2]), 2);
+    EXPECT_EQ(af[0] * 100 + af[1], 134.0f);
+    EXPECT_EQ(sscanf_s("1234.5 e1", "%3f %f %f", &af[0], &af[1], &af[2]), 2);
+    EXPECT_EQ(af[0] * 100 + af[1], 12304.5f);
+    EXPECT_EQ(sscanf_s("  ", "%f", &af[0]), -1);
     EXPECT_EQ(sscanf_s(nullptr, "%d", &s32), -1);
     EXPECT_EQ(sscanf_s("1", nullptr, &s32), -1);
+}
+
+struct Decimal {
+    std::string strText;
+    float fValue;
+    double dValue;
+    ptrdiff_t sFloatLen, sDoubleLen; // 0: no number
+};
+
+static Decimal ScanDecimal(const std::string &strText) {
+    Decimal stOut = {strText, 0, 0, 0, 0};
+    // In a block of its own, so that a look beyond the end is seen.
+    const std::vector<uint8_t> vecText(strText.begin(), strText.end());
+    const uint8_t *pu8End = vecText.data() + vecText.size();
+    const uint8_t *pu8Float = SvrScanFloat(vecText.data(), pu8End, &stOut.fValue);
+    const uint8_t *pu8Double = SvrScanDouble(vecText.data(), pu8End, &stOut.dValue);
+    stOut.sFloatLen = pu8Float != nullptr ? pu8Float - vecText.data() : 0;
+    stOut.sDoubleLen = pu8Double != nullptr ? pu8Double - vecText.data() : 0;
+    return stOut;
+}
+
+static void ExpectSameDecimal(const Decimal &a, const Decimal &b) {
+    ASSERT_EQ(a.sFloatLen, b.sFloatLen) << a.strText;
+    ASSERT_EQ(a.sDoubleLen, b.sDoubleLen) << a.strText;
+    ASSERT_EQ(memcmp(&a.fValue, &b.fValue, sizeof(float)), 0) << a.strText;
+    ASSERT_EQ(memcmp(&a.dValue, &b.dValue, sizeof(double)), 0) << a.strText;
+}
+
+// Numbers and near misses, and what the C library makes of them in its own locale.
+static std::vector<Decimal> Decimals() {
+    static const char *const s_apszTexts[] = {
+        "  -12.375",        "0.1",  "1234567.8", "-16777217.",  ".5e-3 x",
+        "0x1.8p3",          "1e40", "inf",       "-nan(1)",     "4.35,7",
+        "123456789012.345", "0e1",  "infinity",  "0.000000007", "900719925474099.3"};
+    std::mt19937 rng(13);
+    std::vector<Decimal> vecDecimals;
+    for (int i = 0; i < 60000; i++) {
+        std::string str = s_apszTexts[rng() % std::size(s_apszTexts)];
+        for (char &ch : str) {
+            ch = SvrIsDigit(static_cast<uint8_t>(ch)) ? static_cast<char>('0' + rng() % 10) : ch;
+        }
+        vecDecimals.push_back({Mutated(str, rng), 0, 0, 0, 0});
+    }
+    vecDecimals.push_back({std::string(4095, '7') + ".5", 0, 0, 0, 0});
+    for (Decimal &stDecimal : vecDecimals) {
+        const char *pszText = stDecimal.strText.c_str();
+        char *pszAfter = nullptr;
+        stDecimal.fValue = strtof(pszText, &pszAfter);
+        stDecimal.sFloatLen = std::min<ptrdiff_t>(pszAfter - pszText, SVR_DECIMAL_MAX_LEN);
+        stDecimal.dValue = strtod(pszText, &pszAfter);
+        stDecimal.sDoubleLen = std::min<ptrdiff_t>(pszAfter - pszText, SVR_DECIMAL_MAX_LEN);
+    }
+    return vecDecimals;
+}
+
+TEST(BoundedTest, DecimalsAreThoseOfTheCLibraryUnderEveryLocale) {
+    const std::vector<Decimal> vecDecimals = Decimals();
+    for (const Decimal &stDecimal : vecDecimals) {
+        ASSERT_NO_FATAL_FAILURE(ExpectSameDecimal(ScanDecimal(stDecimal.strText), stDecimal));
+    }
+    const std::string strFile = TempFile("x", "");
+    const std::string strFolder = strFile.substr(0, strFile.rfind('/'));
+    if (system(("localedef -i de_DE -f UTF-8 " + strFolder + "/de_DE.UTF-8 2>&1").c_str()) != 0) {
+        GTEST_SKIP() << "localedef has no sources to make a locale from";
+    }
+    setenv("LOCPATH", strFolder.c_str(), 1);
+    ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    EXPECT_STREQ(localeconv()->decimal_point, ",");
+    for (const Decimal &stDecimal : vecDecimals) {
+        ASSERT_NO_FATAL_FAILURE(ExpectSameDecimal(ScanDecimal(stDecimal.strText), stDecimal));
+    }
+    setlocale(LC_ALL, "C");
+    unsetenv("LOCPATH");
 }
 
 TEST(BoundedTest, ListsAreSearchedByWholeEntries) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
+#include <tuple>
 
 static std::vector<IndexNode> RandomNodes(std::mt19937_64 &random, size_t uCount, int s32Bits) {
     std::vector<IndexNode> vecNodes(uCount);
@@ -18,12 +19,13 @@ static std::vector<IndexNode> RandomNodes(std::mt19937_64 &random, size_t uCount
 
 TEST(CueIndexTest, SortsByStartAndKeepsEveryNodeWhateverTheTimes) {
     std::mt19937_64 random(2);
-    for (const int s32Bits : {8, 31, 40, 63}) {
+    for (const int s32Bits : {1, 8, 31, 32, 40, 63}) {
         std::vector<IndexNode> vecNodes = RandomNodes(random, 3000, s32Bits);
         SvrIndexSort(vecNodes.data(), 3000, sizeof(IndexNode), SvrIndexCompareStart);
         if (s32Bits <= 31) {
+            // Equal ones keep their order.
             EXPECT_TRUE(std::is_sorted(vecNodes.begin(), vecNodes.end(), [](const IndexNode &a, const IndexNode &b) {
-                return a.s64StartPts < b.s64StartPts;
+                return std::tie(a.s64StartPts, a.s64Offset) < std::tie(b.s64StartPts, b.s64Offset);
             }));
         }
         std::vector<bool> vecSeen(3000);
@@ -51,6 +53,13 @@ TEST(CueIndexTest, SeekAgreesWithTheRuleInWords) {
         if (i % 3 == 0) {
             vecNodes[vecNodes.size() / 2].u32Duration = SUB_DURATION_UNKNOWN;
         }
+        if (i % 2 == 0) { // ends that ascend are found by halving
+            std::sort(vecNodes.begin(), vecNodes.end(), [](const IndexNode &a, const IndexNode &b) {
+                return a.s64StartPts + a.u32Duration < b.s64StartPts + b.u32Duration;
+            });
+        }
+        const bool bEndsAscend = SvrIndexEndsAscend(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()));
+        EXPECT_TRUE(bEndsAscend || i % 2 != 0);
         for (int64_t s64Pts = -1; s64Pts < 22000; s64Pts += 37) {
             uint32_t u32Expected = 0;
             for (const IndexNode &stNode : vecNodes) {
@@ -63,8 +72,9 @@ TEST(CueIndexTest, SeekAgreesWithTheRuleInWords) {
             }
             uint32_t u32Cur = UINT32_MAX;
             const bool bFound = u32Expected < vecNodes.size();
-            ASSERT_EQ(SvrIndexSeek(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()), s64Pts, &u32Cur),
-                      bFound ? 0 : -1);
+            ASSERT_EQ(
+                SvrIndexSeek(vecNodes.data(), static_cast<uint32_t>(vecNodes.size()), s64Pts, bEndsAscend, &u32Cur),
+                bFound ? 0 : -1);
             ASSERT_EQ(u32Cur, bFound ? u32Expected : UINT32_MAX);
         }
     }

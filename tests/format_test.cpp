@@ -29,7 +29,10 @@ TEST_F(FormatTest, DescriptorsSayWhatTheyAre) {
     static const DescriptorRow s_astRows[] = {
         {&g_formatEntry, "srt,mp3,ts,mpg,smi,tp,trp,idx,iptv,ass,ssa,sub", "file", -18, true, true},
         {&g_srtDemuxer, "srt", "", 0, true, false},
+        {&g_lrcDemuxer, "lrc", "", 0, true, false},
         {&g_smiDemuxer, "smi", "", 0, true, false},
+        {&g_idxDemuxer, "idx", "", 0, true, false},
+        {&g_subDemuxer, "sub", "", 0, true, false},
         {&g_assDemuxer, "ssa,ass", "", 0, true, false},
         {&g_fileProtocol, "", "file", 0, false, true},
     };
@@ -61,14 +64,21 @@ TEST_F(FormatTest, FindGoesByTheLastExtension) {
         {"/x/movie.srt.txt", -1}, {"/x/movie", -1},    {"", -1},
         {"/x/movie.smi", 0},      {"/x/movie.SMI", 0}, {"/x/movie.Sami", 0},
         {"/x/movie.smi.txt", -1}, {"/x/movie.SSA", 0}, {"/x/movie.assx", 0},
-        {"/x/movie.as", -1},
+        {"/x/movie.as", -1},      {"/x/song.LRC", 0},  {"/x/a.b.lrc", 0},
+        {"/x/song.lrcx", -1},     {"lrc", -1},         {"/x/movie.SUB", 0},
+        {"/x/movie.sub.txt", -1}, {"/x/movie.IDX", 0}, {"/x/movie.idx.txt", -1},
     };
     for (const auto &stRow : s_astRows) {
         EXPECT_EQ(g_formatEntry.fmt_find(stRow.pszUrl, PellProtocolOf(&g_formatEntry)), stRow.s32Result)
             << stRow.pszUrl;
     }
     EXPECT_TRUE(HostLogged("use pellplayer srt demuxer!ext match", "SrtDemuxerFind"));
+    EXPECT_TRUE(HostLogged("find demxuer", "IdxDemuxerFind"));
+    EXPECT_TRUE(HostLogged("use pellplayer sub demuxer!", "SubDemuxerFind"));
+    EXPECT_TRUE(HostLogged("not sub file", "SubDemuxerFind"));
     EXPECT_TRUE(HostLogged("ass/ssa file!", "AssDemuxerFind"));
+    EXPECT_TRUE(HostLogged("use pellplayer lrc demuxer!", "LrcDemuxerFind"));
+    EXPECT_TRUE(HostLogged("not lrc file", "LrcDemuxerFind"));
     EXPECT_TRUE(HostLogged("use pellplayer smi demuxer!", "SmiDemuxerFind"));
     EXPECT_TRUE(HostLogged("alredy regist demuxer", "DemuxerRegister"));
     EXPECT_EQ(g_formatEntry.fmt_find(nullptr, PellProtocolOf(&g_formatEntry)), -1);
@@ -95,7 +105,6 @@ TEST_F(FormatTest, OpenFailsCleanly) {
     EXPECT_EQ(g_formatEntry.fmt_open("/x/movie.txt", pstOwn, &hFmt), -1);
     EXPECT_EQ(g_formatEntry.fmt_open("/no/such/folder/movie.srt", pstOwn, &hFmt), -1);
     EXPECT_TRUE(HostLogged("file open fail", "SvrFileOpenUrl"));
-    EXPECT_TRUE(HostLogged("not support demuxer", "SrtDemuxerOpen"));
     EXPECT_EQ(hFmt, nullptr);
 
     const FmtOpenFn fnOpen = g_srtDemuxer.fmt_open;
@@ -133,17 +142,6 @@ TEST_F(FormatTest, NullHandlesAreRefusedUnderTheOperationsName) {
     for (const char *pszName : {"FindStream", "GetInfo", "Read", "Free", "Invoke", "SeekPts", "SeekPos", "Close"}) {
         EXPECT_TRUE(HostLogged("null", std::string("SvrDemuxer") + pszName)) << pszName;
     }
-}
-
-TEST_F(FormatTest, AMissingFindStreamSlotIsNoFailure) {
-    void *hFmt = PlayerOpen("/movie.srt", MemoryProtocol(s_aszCue));
-    ASSERT_NE(hFmt, nullptr);
-    const FmtFindStreamFn fnFindStream = g_srtDemuxer.fmt_find_stream;
-    g_srtDemuxer.fmt_find_stream = nullptr;
-    EXPECT_EQ(g_formatEntry.fmt_find_stream(hFmt, 0), 0);
-    g_srtDemuxer.fmt_find_stream = fnFindStream;
-    EXPECT_TRUE(HostLogged("null", "SvrDemuxerFindStream"));
-    g_formatEntry.fmt_close(hFmt);
 }
 
 TEST_F(FormatTest, TwoHandlesAreIndependentAndTheHintIsCopiedAtEachOpen) {

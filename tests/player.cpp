@@ -62,6 +62,17 @@ std::string PlayerTold(const std::vector<PlayerCue> &vecCues) {
     return str;
 }
 
+std::string PlayerToldTerminated(void *hFmt) {
+    std::vector<PlayerCue> vecCues = PlayerReadAll(hFmt);
+    for (PlayerCue &stCue : vecCues) {
+        const size_t uZero = stCue.strText.find('\0');
+        if (stCue.s32Result == 0) {
+            stCue.strText = uZero + 1 == stCue.strText.size() ? stCue.strText.substr(0, uZero) : "length?";
+        }
+    }
+    return PlayerTold(vecCues);
+}
+
 SubStreamInfo *PlayerStream(void *hFmt, uint32_t u32Stream) {
     FileInfo *pstInfo = nullptr;
     if (g_formatEntry.fmt_get_info(hFmt, &pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr ||

@@ -30,4 +30,7 @@ std::vector<PlayerCue> PlayerCuesOf(const std::string &strName, const std::strin
 // "start+duration text|" for each cue, "!|" for one that failed.
 std::string PlayerTold(const std::vector<PlayerCue> &vecCues);
 
+// The same of what a handle delivers, for demuxers whose lengths count a terminator.
+std::string PlayerToldTerminated(void *hFmt);
+
 SubStreamInfo *PlayerStream(void *hFmt, uint32_t u32Stream = 0);
