@@ -1,0 +1,3 @@
+#include "bench/peer.h"
+
+const PeerOps *const g_pstPeer = nullptr;
