@@ -17,8 +17,10 @@ int main(int argc, char **argv) {
     if (entry->fmt_find_stream(file, 0) == 0) {
         result = entry->fmt_read(file, &frame);
     }
-    for (; result != -2; result = entry->fmt_read(file, &frame)) {
-        if (result == 0) { /* -1: this cue failed, the next one may not */
+    /* -1: this cue failed, the next one may not; VobSub ends with it */
+    for (int failed = 0; result != -2 && failed < 100; result = entry->fmt_read(file, &frame)) {
+        failed = result == 0 ? 0 : failed + 1;
+        if (result == 0) {
             printf("%lld ms: %.*s\n", (long long)frame.s64Pts, (int)frame.u32DataLen, (char *)frame.pu8Data);
             entry->fmt_free(file, &frame);
         }
