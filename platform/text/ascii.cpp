@@ -11,22 +11,25 @@ const uint8_t *SvrScanInt64(const uint8_t *pu8Text, const uint8_t *pu8End, int32
         bNegative = *pu8Text++ == '-';
     }
     const uint8_t *pu8First = pu8Text;
-    // Downwards, where the range is wider by one. Nine digits fit whatever they are, and into 32 bits.
-    int32_t s32Value = 0;
+    // Nine digits fit 32 bits, whatever they are.
+    uint32_t u32Value = 0;
     const uint8_t *pu8Nine = pu8Limit - pu8Text > 9 ? pu8Text + 9 : pu8Limit;
-    while (pu8Text < pu8Nine && SvrIsDigit(*pu8Text)) {
-        s32Value = s32Value * 10 - (*pu8Text++ - '0');
+    for (uint32_t u32Digit = 0; pu8Text < pu8Nine && (u32Digit = *pu8Text - uint32_t{'0'}) <= 9; pu8Text++) {
+        u32Value = u32Value * 10 + u32Digit;
     }
     if (pu8Text == pu8First) {
         return nullptr;
     }
-    int64_t s64Value = s32Value;
+    // The negative range is wider by one.
+    constexpr uint64_t MOST = UINT64_C(1) << 63;
+    uint64_t u64Value = u32Value;
     for (; pu8Text < pu8Limit && SvrIsDigit(*pu8Text); pu8Text++) {
-        const int64_t s64Digit = *pu8Text - '0';
-        s64Value = s64Value < (INT64_MIN + s64Digit) / 10 ? INT64_MIN : s64Value * 10 - s64Digit;
+        const uint32_t u32Digit = *pu8Text - uint32_t{'0'};
+        const bool bFits = u64Value < MOST / 10 || (u64Value == MOST / 10 && u32Digit <= MOST % 10);
+        u64Value = bFits ? u64Value * 10 + u32Digit : MOST;
     }
-    const int64_t s64Positive = s64Value == INT64_MIN ? INT64_MAX : -s64Value;
-    *ps64Value = bNegative ? s64Value : s64Positive;
+    const uint64_t u64Positive = u64Value < MOST ? u64Value : MOST - 1;
+    *ps64Value = static_cast<int64_t>(bNegative ? ~u64Value + 1 : u64Positive);
     return pu8Text;
 }
 

@@ -22,6 +22,13 @@ constexpr bool SvrIsAlpha(uint8_t u8Char) {
     return (u8Char | 0x20) >= 'a' && (u8Char | 0x20) <= 'z';
 }
 
+// Eight bytes as a number in this machine's order, for comparing them at once.
+inline uint64_t SvrEightBytes(const uint8_t *pu8Bytes) {
+    uint64_t u64Bytes = 0;
+    memcpy(&u64Bytes, pu8Bytes, sizeof(u64Bytes));
+    return u64Bytes;
+}
+
 // The first such byte of a span, or null.
 inline const uint8_t *SvrFindByte(const uint8_t *pu8Text, const uint8_t *pu8End, uint8_t u8Byte) {
     return static_cast<const uint8_t *>(memchr(pu8Text, u8Byte, static_cast<size_t>(pu8End - pu8Text)));

@@ -3,6 +3,7 @@
 
 #include "subtitle/common/cue_index.h"
 #include "subtitle/common/text_reader.h"
+#include "subtitle/common/text_scan.h"
 
 constexpr int32_t SMI_CLASS_MAX_NUM = 32;
 constexpr int32_t SMI_CLASS_TEXT_SIZE = 64;
@@ -54,8 +55,20 @@ int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 // Reads lines from the current position on.
 TextReader SmiReaderOf(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
+// The tag that a text begins with whose first character is '<' or '&'.
+SmiTag SmiMatchMarkup(TextSpan stText);
+
 // The tag at the text's first character that is not a blank, and that character's index.
-SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First);
+inline SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First) {
+    int32_t s32First = 0;
+    while (s32First < stText.s32Len && stText.pu8Text[s32First] == ' ') {
+        s32First++;
+    }
+    *ps32First = s32First;
+    stText = SvrSpanFrom(stText, s32First);
+    const bool bMarkup = stText.s32Len > 0 && (stText.pu8Text[0] == '<' || stText.pu8Text[0] == '&');
+    return bMarkup ? SmiMatchMarkup(stText) : SMI_TAG_NONE;
+}
 
 // Whether the sync tag that the text begins with has a start.
 bool SmiHasStart(TextSpan stText);

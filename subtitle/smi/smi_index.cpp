@@ -20,10 +20,12 @@ constexpr char SMI_INFOMATCH[9][15] = {
     "<SAMI>", "<HEAD>", "</HEAD>", "<BODY>", "</BODY>", "</SAMI>", "&nbsp;", "<P CLASS", "<sync start=",
 };
 
-// A tag for comparison of 16 bytes at once: the tag, and the bits that count; letters count in either case.
+// A tag for comparison of eight bytes at once, its first ones and, when it has more, its last ones: the tag, and the
+// bits that count; letters count in either case.
 struct SmiPattern {
     uint8_t au8Word[16];
     uint8_t au8Counts[16];
+    int32_t s32Len, s32Last; // of the tag; where its last eight bytes begin
 };
 
 struct SmiPatterns {
@@ -33,28 +35,31 @@ struct SmiPatterns {
 static constexpr SmiPatterns SmiMakePatterns() {
     SmiPatterns stPatterns = {};
     for (int32_t i = 0; i < SMI_TAG_NONE; i++) {
-        for (int32_t j = 0; SMI_INFOMATCH[i][j] != '\0'; j++) {
+        SmiPattern *pstPattern = &stPatterns.astPattern[i];
+        int32_t j = 0;
+        for (; SMI_INFOMATCH[i][j] != '\0'; j++) {
             const uint8_t u8Char = static_cast<uint8_t>(SMI_INFOMATCH[i][j]);
-            stPatterns.astPattern[i].au8Word[j] = u8Char;
-            stPatterns.astPattern[i].au8Counts[j] = SvrIsAlpha(u8Char) ? 0xDF : 0xFF;
+            pstPattern->au8Word[j] = u8Char;
+            pstPattern->au8Counts[j] = SvrIsAlpha(u8Char) ? 0xDF : 0xFF;
         }
+        pstPattern->s32Len = j;
+        pstPattern->s32Last = j > 8 ? j - 8 : 0;
     }
     return stPatterns;
 }
 
 static constexpr SmiPatterns s_stPatterns = SmiMakePatterns();
 
-static uint64_t SmiHalf(const uint8_t *pu8Bytes) {
-    uint64_t u64Half = 0;
-    memcpy(&u64Half, pu8Bytes, sizeof(u64Half));
-    return u64Half;
+static bool SmiHasEight(const uint8_t *pu8Text, const SmiPattern *pstPattern, int32_t s32At) {
+    return ((SvrEightBytes(pu8Text + s32At) ^ SvrEightBytes(pstPattern->au8Word + s32At)) &
+            SvrEightBytes(pstPattern->au8Counts + s32At)) == 0;
 }
 
-// Whether 16 bytes begin with the tag.
-static bool SmiIsTag(const uint8_t *pu8Text, SmiTag enTag) {
+// Whether a text of eight bytes or more begins with the tag.
+static bool SmiIsTag(TextSpan stText, SmiTag enTag) {
     const SmiPattern *pstPattern = &s_stPatterns.astPattern[enTag];
-    return ((SmiHalf(pu8Text) ^ SmiHalf(pstPattern->au8Word)) & SmiHalf(pstPattern->au8Counts)) == 0 &&
-           ((SmiHalf(pu8Text + 8) ^ SmiHalf(pstPattern->au8Word + 8)) & SmiHalf(pstPattern->au8Counts + 8)) == 0;
+    return stText.s32Len >= pstPattern->s32Len && SmiHasEight(stText.pu8Text, pstPattern, 0) &&
+           SmiHasEight(stText.pu8Text, pstPattern, pstPattern->s32Last);
 }
 
 TextReader SmiReaderOf(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
@@ -85,27 +90,27 @@ static const SmiTag *SmiTagsOf(uint8_t u8Second) {
     }
 }
 
-SmiTag SmiMatchTag(TextSpan stText, int32_t *ps32First) {
-    int32_t s32First = 0;
-    while (s32First < stText.s32Len && stText.pu8Text[s32First] == ' ') {
-        s32First++;
+// The tag that a text of eight bytes or more begins with.
+static SmiTag SmiTagOf(TextSpan stText) {
+    if (stText.pu8Text[0] == '&') {
+        return SmiIsTag(stText, SMI_TAG_NBSP) ? SMI_TAG_NBSP : SMI_TAG_NONE;
     }
-    *ps32First = s32First;
-    stText = SvrSpanFrom(stText, s32First);
-    if (stText.s32Len < 2 || (stText.pu8Text[0] != '<' && stText.pu8Text[0] != '&')) {
-        return SMI_TAG_NONE;
-    }
-    // Text that is shorter goes on with zeros, which no tag has.
-    uint8_t au8Text[16] = {};
-    memcpy(au8Text, stText.pu8Text, stText.s32Len < 16 ? static_cast<size_t>(stText.s32Len) : 16);
-    if (au8Text[0] == '&') {
-        return SmiIsTag(au8Text, SMI_TAG_NBSP) ? SMI_TAG_NBSP : SMI_TAG_NONE;
-    }
-    const SmiTag *penTag = SmiTagsOf(SvrLower(au8Text[1]));
-    while (*penTag != SMI_TAG_NONE && !SmiIsTag(au8Text, *penTag)) {
+    const SmiTag *penTag = SmiTagsOf(SvrLower(stText.pu8Text[1]));
+    while (*penTag != SMI_TAG_NONE && !SmiIsTag(stText, *penTag)) {
         penTag++;
     }
     return *penTag;
+}
+
+// Shorter text goes on with zeros, which no tag has.
+__attribute__((noinline)) static SmiTag SmiTagOfShort(TextSpan stText) {
+    uint8_t au8Text[8] = {};
+    memcpy(au8Text, stText.pu8Text, static_cast<size_t>(stText.s32Len));
+    return SmiTagOf({au8Text, sizeof(au8Text)});
+}
+
+SmiTag SmiMatchMarkup(TextSpan stText) {
+    return stText.s32Len < 8 ? SmiTagOfShort(stText) : SmiTagOf(stText);
 }
 
 // The value of the digits that the text begins with.
