@@ -195,7 +195,8 @@ CharsetDecoded CharsetDecodeOne(iconv_t hDecoder, const CharsetType *pstSrc, con
     for (ptrdiff_t lLen = pstSrc->u8Unit; lLen <= std::min<ptrdiff_t>(pu8InEnd - pu8In, 4); lLen += pstSrc->u8Unit) {
         CharsetCursor stCursor = {pu8In, pu8In + lLen, pstChar->au8Wide, pstChar->au8Wide + CHARACTER_MAX};
         int s32Error = CharsetIconv(hDecoder, &stCursor, stCursor.pu8InEnd);
-        CharsetPut(&stCursor, au8Held, CharsetTakeHeld(hDecoder, au8Held));
+        const size_t szHeld = CharsetTakeHeld(hDecoder, au8Held);
+        CharsetPut(&stCursor, au8Held, szHeld);
         if (s32Error == 0) {
             pstChar->s32InLen = static_cast<int32_t>(lLen);
             pstChar->s32WideLen = static_cast<int32_t>(stCursor.pu8Out - pstChar->au8Wide);
@@ -234,7 +235,8 @@ bool CharsetEncodeOne(iconv_t hEncoder, CharsetCursor *pstCursor, const CharsetC
     CharsetCursor stCursor = {pstChar->au8Wide, pstChar->au8Wide + pstChar->s32WideLen, au8Out, au8Out + CHARACTER_MAX};
     int s32Error = CharsetIconv(hEncoder, &stCursor, stCursor.pu8InEnd);
     uint8_t au8Held[CHARACTER_MAX];
-    CharsetPut(&stCursor, au8Held, CharsetTakeHeld(hEncoder, au8Held));
+    const size_t szHeld = CharsetTakeHeld(hEncoder, au8Held);
+    CharsetPut(&stCursor, au8Held, szHeld);
     return s32Error == 0 ? CharsetPut(pstCursor, au8Out, static_cast<size_t>(stCursor.pu8Out - au8Out))
                          : CharsetPutReplacement(pstCursor, pstDst);
 }

@@ -8,6 +8,15 @@ target_compile_options(pell_compile INTERFACE
   -Wall -Wextra -Wshadow -Wpointer-arith -Wcast-align -Wconversion -Wsign-conversion -Wformat=2
   -Wno-missing-field-initializers $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> -fstack-protector-strong
   $<$<BOOL:${PELL_WERROR}>:-Werror>)
+target_link_options(pell_compile INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text)
+include(CheckPIESupported)
+check_pie_supported()
+# Debian's start files do not say that they suit a shadow stack, but they do.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  set(PELL_CET ON)
+  target_compile_options(pell_compile INTERFACE -fcf-protection=full)
+  target_link_options(pell_compile INTERFACE -Wl,-z,shstk)
+endif()
 if(NOT PELL_SANITIZE)
   target_compile_options(pell_compile INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE>
@@ -30,10 +39,9 @@ target_compile_options(pell_plugin_compile INTERFACE
 # an unresolved symbol. Sanitized builds are linked without that check, their runtime comes with the program.
 function(pell_plugin_link target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
-  target_link_options(${target} PRIVATE
-    -Wl,--as-needed -Wl,--gc-sections -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text
-    -Wl,-Bsymbolic-functions)
+  target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,--gc-sections -Wl,-Bsymbolic-functions)
+  # Without constructors there is nothing for the start files to do; they would take the marks for branch tracking away.
   if(NOT PELL_SANITIZE)
-    target_link_options(${target} PRIVATE -Wl,-z,defs)
+    target_link_options(${target} PRIVATE -Wl,-z,defs -nostartfiles $<$<BOOL:${PELL_CET}>:-Wl,-z,cet-report=error>)
   endif()
 endfunction()

@@ -1,10 +1,16 @@
 # Sourced by the other scripts: installs what is missing from Debian's packages, and says what.
 
 packages_build="g++ cmake ninja-build pkg-config libuchardet-dev libcli11-dev nlohmann-json3-dev libfmt-dev libgtest-dev"
-packages_check="clang-format clang-tidy binutils locales valgrind"
+packages_check="clang-format binutils locales valgrind python3-jsonschema mandoc"
+packages_analyze="clang-tidy cppcheck"
+packages_coverage="gcovr"
+packages_package="dpkg-dev fakeroot file"
+# Optional for the tests: the example for a real player is run in it.
+packages_player="mpv libmpv-dev xvfb x11-apps"
 # Optional for the build: pellsub draws pictures with them.
 packages_draw="libavcodec-dev libavutil-dev libpng-dev"
-packages_arm="g++-arm-linux-gnueabihf qemu-user libuchardet-dev:armhf libstdc++6:armhf libc6:armhf"
+packages_fuzz="clang libclang-rt-14-dev"
+packages_arm="g++-arm-linux-gnueabihf qemu-user libuchardet-dev:armhf libfmt-dev:armhf libstdc++6:armhf libc6:armhf"
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -2,13 +2,17 @@
 // the life of frames, and hosts whose memory, files and patience run out at any moment. Converters and code types are
 // for the text demuxers alone.
 #include "tests/player.h"
+#include "tests/test_files.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <ostream>
 #include <thread>
+#include <unistd.h>
 
 struct ContractFile {
     const char *pszName; // of the demuxer's operations
@@ -16,6 +20,7 @@ struct ContractFile {
     const char *pszFile;
     uint32_t u32Format;
     std::string strHead, strCue; // a file is the head, then the cue any number of times, each '@' in it a new digit
+    std::string strFiller;       // before the head of a file on disk
 };
 
 struct ContractWords {
@@ -40,9 +45,18 @@ struct ContractDeeds {
     bool bText = true;          // takes converters and code types
     size_t uLongName = 5000;    // of a file that still opens
     int32_t s32End = -2;        // of a read behind the last cue
+    bool bWidePositions = true; // else 32 bits of a cue's place are kept
 };
 
 struct ContractRow : ContractFile, ContractWords, ContractDeeds {};
+
+static std::string Repeated(const std::string &strText, int s32Times) {
+    std::string str;
+    for (int i = 0; i < s32Times; i++) {
+        str += strText;
+    }
+    return str;
+}
 
 static const ContractRow s_astTextRows[] = {
     {{"Srt", &g_srtDemuxer, "movie.en.srt", SUB_STREAM_FORMAT_SRT, "",
@@ -60,10 +74,11 @@ static const ContractRow s_astTextRows[] = {
      {"not support demuxer", "SubDemuxerOpen", "CheckReadParam", "stop reading sub subtitle"},
      {.s64Pos = 9}},
     {{"Ass", &g_assDemuxer, "movie.en.ass", SUB_STREAM_FORMAT_ASS, "[Script Info]\n[Events]\nFormat: x\n",
-      "Dialogue: 0,0:00:01.@0,0:00:02.@0,Default,,Hello\n"},
+      "Dialogue: 0,0:00:01.@0,0:00:02.@0,Default,,Hello\n",
+      Repeated("; more than the first header buffer holds\n", 110)},
      {"not support demuxer!", "AssDemuxerOpen", "AssDemuxerReadChk", "stop reading ass subtitle", "null",
       "invalid param!", "invalid param!", "invalid param!", "file not open!", "invalid param", "invalid param"},
-     {.s64Pos = 33, .s32Builds = 2, .bTypeTold = false}},
+     {.s64Pos = 33, .s32Builds = 2, .bTypeTold = false, .bWidePositions = false}},
 };
 
 // Index and packets are the same bytes: a pack with the only unit, which no index line is in, then the index.
@@ -127,6 +142,10 @@ static int32_t ReadToEnd(const ContractRow &stRow, void *hFmt, int32_t s32Most =
             break;
         }
         s32Cues += s32Result == 0 ? 1 : 0;
+        EXPECT_TRUE(s32Result == 0 || s32Result == -1 || s32Result == stRow.s32End) << s32Result;
+        const std::string strText(reinterpret_cast<const char *>(stFrame.pu8Data),
+                                  s32Result == 0 ? stFrame.u32DataLen : 0);
+        EXPECT_LE(strText.size(), 10240u);
         g_formatEntry.fmt_free(hFmt, &stFrame);
     }
     return s32Cues;
@@ -135,6 +154,22 @@ static int32_t ReadToEnd(const ContractRow &stRow, void *hFmt, int32_t s32Most =
 // Empties a slot of a table of functions.
 template <typename Table> static void Empty(Table *pstTable, size_t uPlace) {
     memset(reinterpret_cast<uint8_t *>(pstTable) + uPlace * sizeof(void *), 0, sizeof(void *));
+}
+
+// The list is the host's to lengthen where a demuxer looks names up in it.
+TEST(FindTest, AnExtensionMayStandBeforeAComma) {
+    for (FormatEntry *pstEntry : {&g_srtDemuxer, &g_lrcDemuxer, &g_subDemuxer, &g_idxDemuxer}) {
+        HostReset();
+        const char *const pszList = pstEntry->pszExtList;
+        const std::string strLonger = std::string(pszList) + ",txt";
+        const std::string strUrl = "/movie." + std::string(pszList);
+        pstEntry->pszExtList = strLonger.c_str();
+        EXPECT_EQ(pstEntry->fmt_find(strUrl.c_str(), MemoryProtocol("")), 0) << pszList;
+        EXPECT_TRUE(HostLogged("find demuxer")) << pszList;
+        EXPECT_EQ(pstEntry->fmt_find("/movie.txt", MemoryProtocol("")), 0) << pszList;
+        EXPECT_EQ(pstEntry->fmt_find("/movie.text", MemoryProtocol("")), -1) << pszList;
+        pstEntry->pszExtList = pszList;
+    }
 }
 
 TEST_P(ContractTest, OpenChecksItsArguments) {
@@ -359,49 +394,185 @@ TEST_P(TextContractTest, AStopFromAnotherThreadEndsALongBuild) {
     g_formatEntry.fmt_close(hFmt);
 }
 
-// A whole life, in which one allocation or protocol call fails. What was built is gone afterwards, however far it came.
-static void LiveOnce(const ContractRow &stRow, const std::string &strBytes, int32_t *ps32Fault, int32_t s32FailAt) {
+// Where a life's bytes come from. A text demuxer takes one file, VobSub the same bytes twice.
+struct ContractSource {
+    std::string strUrl, strBytes;
+    bool bOwn; // through the library's own protocol
+};
+
+static ContractSource Source(const ContractRow &stRow, int32_t s32Cues, bool bOwn) {
+    ContractSource stSource = {"/" + std::string(stRow.pszFile), Bytes(stRow, s32Cues), bOwn};
+    if (bOwn) {
+        stSource.strBytes = stRow.strFiller + stSource.strBytes;
+        stSource.strUrl = TempFile(stRow.pszFile, stSource.strBytes);
+        std::string strPackets = stSource.strUrl;
+        strPackets.replace(strPackets.size() - 3, 3, "sub");
+        if (strPackets != stSource.strUrl) {
+            std::filesystem::copy_file(stSource.strUrl, strPackets);
+        }
+    }
+    return stSource;
+}
+
+// A descriptor that is left open takes this number from the next.
+static int LowestDescriptor() {
+    const int s32Fd = dup(STDERR_FILENO);
+    close(s32Fd);
+    return s32Fd;
+}
+
+// All that a host does with a file after opening it. Every result is a documented one.
+static void UseAll(const ContractRow &stRow, void *hFmt, CharsetOps *pstOps) {
+    const auto Expect = [](int64_t s64Result) {
+        EXPECT_TRUE(s64Result == 0 || s64Result == -1) << s64Result;
+    };
+    FileInfo *pstInfo = nullptr;
+    Expect(g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_CHARSET_OPS, pstOps));
+    Expect(g_formatEntry.fmt_find_stream(hFmt, 0));
+    Expect(g_formatEntry.fmt_get_info(hFmt, &pstInfo));
+    ReadToEnd(stRow, hFmt, 9);
+    Expect(g_formatEntry.fmt_seek_pts(hFmt, 8191, 1500));
+    Expect(g_formatEntry.fmt_seek_pos(hFmt, 8191, 20));
+    int32_t s32CodeType = 3;
+    Expect(g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_SRC_CODETYPE, &s32CodeType));
+    ReadToEnd(stRow, hFmt, 9);
+    Expect(g_formatEntry.fmt_find_stream(hFmt, 0));
+    ReadToEnd(stRow, hFmt, 9);
+}
+
+// A whole life, in which one allocation, protocol call or system call fails. What was built is gone afterwards, however
+// far it came.
+static void LiveOnce(const ContractRow &stRow, const ContractSource &stSource, int32_t *ps32Fault, int32_t s32FailAt) {
     SCOPED_TRACE(s32FailAt);
     HostReset();
-    Protocol *pstProtocol = MemoryProtocol(strBytes);
+    g_system = {};
+    Protocol *pstProtocol = MemoryProtocol(stSource.strBytes);
+    pstProtocol = stSource.bOwn ? PellProtocolOf(&g_formatEntry) : pstProtocol;
     CharsetOps *pstOps = ConverterDouble();
+    const int s32Descriptor = LowestDescriptor();
     *ps32Fault = s32FailAt;
-    if (void *hFmt = PlayerOpen("/" + std::string(stRow.pszFile), pstProtocol); hFmt != nullptr) {
-        g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_CHARSET_OPS, pstOps);
-        g_formatEntry.fmt_find_stream(hFmt, 0);
-        ReadToEnd(stRow, hFmt, 9);
-        g_formatEntry.fmt_seek_pts(hFmt, 8191, 1500);
-        int32_t s32CodeType = 3;
-        g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_SRC_CODETYPE, &s32CodeType);
-        ReadToEnd(stRow, hFmt, 9);
-        g_formatEntry.fmt_find_stream(hFmt, 0);
-        ReadToEnd(stRow, hFmt, 9);
-        EXPECT_EQ(g_formatEntry.fmt_close(hFmt), 0);
+    g_system.bWatched = true;
+    if (void *hFmt = PlayerOpen(stSource.strUrl, pstProtocol); hFmt != nullptr) {
+        g_memoryFile.hStopped = hFmt;
+        UseAll(stRow, hFmt, pstOps);
+        const int32_t s32Closed = g_formatEntry.fmt_close(hFmt);
+        EXPECT_TRUE(s32Closed == 0 || (s32Closed == -1 && g_memoryFile.s32FailCloseAt > 0)) << s32Closed;
     }
+    g_system.bWatched = false;
     EXPECT_TRUE(HostNothingLeft());
     EXPECT_EQ(g_converter.s32Live, 0);
+    EXPECT_EQ(LowestDescriptor(), s32Descriptor);
     const bool bRefused = g_memoryFile.s32FailOpenAt > 0 && g_memoryFile.s32FailOpenAt <= g_memoryFile.s32Opens;
     EXPECT_EQ(g_memoryFile.s32Opens - (bRefused ? 1 : 0), g_memoryFile.s32Closes);
 }
 
+// Each of the calls that a life without faults makes, failing in turn.
+static void LiveThroughEvery(const ContractRow &stRow, const ContractSource &stSource, const int32_t *ps32Calls,
+                             int32_t *ps32Fault, int32_t s32Least) {
+    LiveOnce(stRow, stSource, ps32Fault, 0);
+    const int32_t s32Calls = *ps32Calls;
+    ASSERT_GE(s32Calls, s32Least);
+    for (int32_t i = 1; i <= s32Calls; i++) {
+        LiveOnce(stRow, stSource, ps32Fault, i);
+    }
+}
+
 TEST_P(ContractTest, EveryAllocationMayFail) {
-    const std::string strBytes = Bytes(GetParam(), 4100); // enough for the index to grow
-    LiveOnce(GetParam(), strBytes, &g_host.s32FailAt, 0);
-    const int32_t s32Allocations = g_host.s32Allocations;
-    ASSERT_GT(s32Allocations, 5);
-    for (int32_t i = 1; i <= s32Allocations; i++) {
-        LiveOnce(GetParam(), strBytes, &g_host.s32FailAt, i);
+    for (const bool bOwn : {false, true}) {
+        const ContractSource stSource = Source(GetParam(), bOwn ? 3 : 4100, bOwn); // 4100: the index has to grow
+        LiveThroughEvery(GetParam(), stSource, &g_host.s32Allocations, &g_host.s32FailAt, 5);
     }
 }
 
 TEST_P(ContractTest, EveryProtocolCallMayFail) {
-    const std::string strBytes = Bytes(GetParam(), 3);
-    LiveOnce(GetParam(), strBytes, &g_memoryFile.s32FailReadAt, 0);
-    const int32_t s32Calls = std::max(g_memoryFile.s32Reads, g_memoryFile.s32Seeks);
-    for (int32_t *ps32Fault : {&g_memoryFile.s32FailOpenAt, &g_memoryFile.s32FailReadAt, &g_memoryFile.s32FailSeekAt,
-                               &g_memoryFile.s32ShortReadAt}) {
-        for (int32_t i = 1; i <= s32Calls; i++) {
-            LiveOnce(GetParam(), strBytes, ps32Fault, i);
-        }
+    const ContractSource stSource = Source(GetParam(), 3, false);
+    MemoryFile &st = g_memoryFile;
+    LiveThroughEvery(GetParam(), stSource, &st.s32Opens, &st.s32FailOpenAt, 1);
+    LiveThroughEvery(GetParam(), stSource, &st.s32Reads, &st.s32FailReadAt, 20);
+    LiveThroughEvery(GetParam(), stSource, &st.s32Reads, &st.s32ShortReadAt, 20);
+    LiveThroughEvery(GetParam(), stSource, &st.s32Seeks, &st.s32FailSeekAt, 3);
+    LiveThroughEvery(GetParam(), stSource, &st.s32Closes, &st.s32FailCloseAt, 1);
+}
+
+TEST_P(ContractTest, EverySystemCallMayFail) {
+    const ContractSource stSource = Source(GetParam(), 3, true);
+    const int32_t s32Least = HostSeesSystemCalls() ? 5 : 0;
+    LiveThroughEvery(GetParam(), stSource, &g_system.s32Calls, &g_system.s32FailAt, s32Least);
+    LiveThroughEvery(GetParam(), stSource, &g_system.s32Calls, &g_system.s32ShortAt, s32Least);
+}
+
+TEST_P(ContractTest, AStopMayComeDuringEveryRead) {
+    const ContractSource stSource = Source(GetParam(), 3, false);
+    LiveThroughEvery(GetParam(), stSource, &g_memoryFile.s32Reads, &g_memoryFile.s32StopReadAt, 20);
+}
+
+// A converter that fails, tells less or claims more, in every stream type and with both kinds of protocol.
+TEST_P(TextContractTest, ConvertersMayDoAnything) {
+    const ContractRow &stRow = GetParam();
+    const int32_t as32Claims[] = {-1, 0, 1, 10240};
+    for (int i = 0; i < 2 * 4 * 4 * 2 * 8; i++) {
+        const bool bOwn = i % 2 != 0;
+        static ContractSource s_astSource[2];
+        s_astSource[bOwn] = i < 2 ? Source(stRow, 3, bOwn) : s_astSource[bOwn];
+        HostReset();
+        CharsetOps *pstOps = ConverterDouble();
+        g_converter.s32StreamType = i / 2 % 4;
+        g_converter.s32OutLen = as32Claims[i / 8 % 4];
+        g_converter.s32UsedLess = i / 32 % 2;
+        g_converter.bIdentifyFails = i / 64 % 2 != 0;
+        g_converter.bConvertFails = i / 128 % 2 != 0;
+        g_converter.bStreamTypeFails = i / 256 % 2 != 0;
+        Protocol *pstProtocol = MemoryProtocol(s_astSource[bOwn].strBytes);
+        void *hFmt = PlayerOpen(s_astSource[bOwn].strUrl, bOwn ? PellProtocolOf(&g_formatEntry) : pstProtocol);
+        ASSERT_NE(hFmt, nullptr);
+        UseAll(stRow, hFmt, pstOps);
+        EXPECT_EQ(g_formatEntry.fmt_close(hFmt), 0);
+        ASSERT_EQ(g_converter.s32Live, 0) << i;
     }
+}
+
+// Memory in use and descriptors stand after thousands of lives where they stood after the first few.
+TEST(SoakTest, TenThousandLivesLeaveNothing) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr int LIVES = 600;
+#else
+    constexpr int LIVES = sizeof(void *) == 8 ? 10000 : 1000; // 32-bit tests run under emulation
+#endif
+    std::vector<ContractRow> vecRows(std::begin(s_astTextRows), std::end(s_astTextRows));
+    vecRows.push_back(s_stVobSubRow);
+    std::vector<ContractSource> vecSources;
+    for (const ContractRow &stRow : vecRows) {
+        vecSources.push_back(Source(stRow, 3, true));
+    }
+    size_t uInUse = 0;
+    const int s32Descriptor = LowestDescriptor();
+    for (int i = 0; i < LIVES; i++) {
+        HostReset();
+        if (i == 60) {
+            uInUse = mallinfo2().uordblks;
+        }
+        const size_t uRow = static_cast<size_t>(i) % vecRows.size();
+        void *hFmt = PlayerOpen(vecSources[uRow].strUrl, PellProtocolOf(&g_formatEntry));
+        ASSERT_NE(hFmt, nullptr);
+        UseAll(vecRows[uRow], hFmt, ConverterDouble());
+        ASSERT_EQ(g_formatEntry.fmt_close(hFmt), 0);
+    }
+    EXPECT_TRUE(HostNothingLeft());
+    EXPECT_EQ(LowestDescriptor(), s32Descriptor);
+    HostReset();
+    EXPECT_LT(mallinfo2().uordblks, uInUse + 4096);
+}
+
+// What stands before the cues is longer than 32 bits can tell; each cue is read where it stands.
+TEST_P(TextContractTest, CuesBeyondFourGiB) {
+    const ContractRow &stRow = GetParam();
+    const std::string strBytes = Bytes(stRow, 3);
+    const std::string strNear = PlayerTold(PlayerCuesOf(stRow.pszFile, strBytes));
+    void *hFmt = PlayerOpen("/" + std::string(stRow.pszFile), MemoryProtocol(strBytes));
+    ASSERT_NE(hFmt, nullptr);
+    g_memoryFile.s64HoleAt = std::max<int64_t>(static_cast<int64_t>(stRow.strHead.size()) - 1, 1);
+    g_memoryFile.s64Hole = INT64_C(0x123456789A);
+    ASSERT_EQ(g_formatEntry.fmt_find_stream(hFmt, 0), 0);
+    EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)) == strNear, stRow.bWidePositions);
+    g_formatEntry.fmt_close(hFmt);
 }

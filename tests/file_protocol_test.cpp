@@ -395,3 +395,22 @@ TEST_F(FileProtocolTest, ReadsAndSeeksLikeAnArray) {
         close(s32Fd);
     }
 }
+
+// The first byte of each lies before the border, the rest behind it.
+TEST_F(FileProtocolTest, FilesBeyondTwoAndFourGiB) {
+    const std::string strPath = TempFile("far.srt", "");
+    const std::string strBytes = "far away";
+    for (const int64_t s64At : {INT64_C(0x7FFFFFFF), INT64_C(0xFFFFFFFF)}) {
+        const int s32Fd = open(strPath.c_str(), O_WRONLY | O_LARGEFILE);
+        ASSERT_EQ(pwrite64(s32Fd, strBytes.data(), strBytes.size(), s64At), static_cast<ssize_t>(strBytes.size()));
+        close(s32Fd);
+        void *hUrl = nullptr;
+        ASSERT_EQ(SvrUrlOpen(strPath.c_str(), 0, &hUrl), 0);
+        const int64_t s64Size = static_cast<int64_t>(strBytes.size());
+        EXPECT_EQ(SvrUrlSeek(hUrl, 0, 2), s64At + s64Size);
+        EXPECT_EQ(SvrUrlSeek(hUrl, -s64Size, 1), s64At);
+        EXPECT_EQ(ReadToEnd(hUrl), strBytes);
+        SvrUrlClose(hUrl);
+        EXPECT_EQ(Contents(Range(strPath, std::to_string(s64At), std::to_string(s64Size))), strBytes);
+    }
+}

@@ -10,6 +10,7 @@
 
 HostState g_host;
 MemoryFile g_memoryFile;
+SystemScript g_system;
 ConverterScript g_converter;
 
 // A build that is stopped from another thread logs while the test goes on.
@@ -19,8 +20,11 @@ static std::set<void *> s_setLive;
 void HostReset() {
     const std::lock_guard<std::mutex> lock(s_mutex);
     g_host.vecMessages.clear();
+    g_host.u64Told = 0;
     g_host.s32Allocations = 0;
     g_host.s32FailAt = 0;
+    g_host.bFailOn = false;
+    g_host.u32Most = 0;
     g_host.strProperty.clear();
     g_host.s32PropertyReads = 0;
 }
@@ -38,6 +42,7 @@ bool HostLogged(const std::string &strText, const std::string &strFunction) {
     });
 }
 
+#ifdef PELL_TEST_COUNTS_FREES
 static void *HostTrack(void *pv) {
     if (pv != nullptr) {
         s_setLive.insert(pv);
@@ -51,7 +56,6 @@ static void HostForget(void *pv) {
     g_host.s32LiveBlocks = static_cast<int32_t>(s_setLive.size());
 }
 
-#ifdef PELL_TEST_COUNTS_FREES
 // The library's objects are linked with --wrap=free, so that its frees pass by here.
 extern "C" void __real_free(void *pv);
 extern "C" void __wrap_free(void *pv) {
@@ -62,17 +66,48 @@ extern "C" void __wrap_free(void *pv) {
 bool HostNothingLeft() {
     return s_setLive.empty();
 }
+
+bool HostSeesSystemCalls() {
+    return true;
+}
 #else
+// Blocks whose frees are not seen are not kept account of.
+static void *HostTrack(void *pv) {
+    return pv;
+}
+
+static void HostForget(void *) {}
+
+bool HostSeesSystemCalls() {
+    return false;
+}
+
 bool HostNothingLeft() {
     return true;
 }
 #endif
 
-static bool HostAllocationFails() {
-    return ++g_host.s32Allocations == g_host.s32FailAt;
+static bool HostAllocationFails(size_t uSize) {
+    const int32_t s32Number = ++g_host.s32Allocations;
+    if (g_host.u32Most > 0 && uSize > g_host.u32Most) {
+        return true;
+    }
+    return s32Number == g_host.s32FailAt || (g_host.bFailOn && g_host.s32FailAt > 0 && s32Number > g_host.s32FailAt);
 }
 
-static void HostKeep(int32_t s32Level, const char *pszFunction, std::string strText, int32_t s32Result) {
+static void HostSumUp(const char *psz) {
+    for (; *psz != '\0'; psz++) {
+        g_host.u64Told = g_host.u64Told * 31 + static_cast<uint8_t>(*psz);
+    }
+}
+
+static void HostKeep(int32_t s32Level, const char *pszFunction, const char *pszText, int32_t s32Result) {
+    if (g_host.bQuiet) {
+        HostSumUp(pszFunction);
+        HostSumUp(pszText);
+        return;
+    }
+    std::string strText = pszText;
     const std::lock_guard<std::mutex> lock(s_mutex);
     while (!strText.empty() && strText.back() == '\n') {
         strText.pop_back();
@@ -83,12 +118,12 @@ static void HostKeep(int32_t s32Level, const char *pszFunction, std::string strT
 extern "C" {
 
 void *PlayerMallocZ(uint32_t u32Size) {
-    return HostAllocationFails() ? nullptr : HostTrack(calloc(1, u32Size));
+    return HostAllocationFails(u32Size) ? nullptr : HostTrack(calloc(1, u32Size));
 }
 
 void *PlayerReallocS(void *pvOld, uint32_t u32OldSize, uint32_t u32NewSize) {
     // Always moves and fills the tail with rubbish: the library must rely on neither.
-    uint8_t *pu8New = HostAllocationFails() ? nullptr : static_cast<uint8_t *>(malloc(u32NewSize));
+    uint8_t *pu8New = HostAllocationFails(u32NewSize) ? nullptr : static_cast<uint8_t *>(malloc(u32NewSize));
     if (pu8New != nullptr) {
         const uint32_t u32Kept = pvOld != nullptr ? std::min(u32OldSize, u32NewSize) : 0;
         if (u32Kept > 0) {
@@ -102,7 +137,7 @@ void *PlayerReallocS(void *pvOld, uint32_t u32OldSize, uint32_t u32NewSize) {
 }
 
 int32_t PlayerRealloc1MoreProgram(FileInfo *pstInfo) {
-    if (HostAllocationFails()) {
+    if (HostAllocationFails(sizeof(ProgramInfo))) {
         return -1;
     }
     ProgramInfo *pstNew = static_cast<ProgramInfo *>(calloc(pstInfo->u32HostOwned + 1, sizeof(ProgramInfo)));
@@ -117,7 +152,7 @@ int32_t PlayerRealloc1MoreProgram(FileInfo *pstInfo) {
 }
 
 int32_t PlayerReallocNMoreStream(ProgramInfo *pstProgram, uint32_t u32Kind, uint32_t u32Num) {
-    if (u32Kind != SUB_STREAM_KIND_SUBTITLE || HostAllocationFails()) {
+    if (u32Kind != SUB_STREAM_KIND_SUBTITLE || HostAllocationFails(u32Num * sizeof(SubStreamInfo))) {
         return -1;
     }
     const size_t uOld = pstProgram->au32HostOwned[0];
@@ -198,6 +233,9 @@ static int32_t MemoryRead(void *, uint8_t *pu8Buf, int32_t s32Size) {
     if (++stFile.s32Reads == stFile.s32FailReadAt) {
         return -1;
     }
+    if (stFile.s32Reads == stFile.s32StopReadAt && stFile.hStopped != nullptr) {
+        g_formatEntry.fmt_invoke(stFile.hStopped, INVOKE_STOP, nullptr);
+    }
     const int64_t s64Left = static_cast<int64_t>(stFile.strBytes.size()) - stFile.s64Pos;
     if (s64Left <= 0) {
         return -1;
@@ -209,23 +247,29 @@ static int32_t MemoryRead(void *, uint8_t *pu8Buf, int32_t s32Size) {
     return s32Count;
 }
 
+// A place in the bytes as the library is told it.
+static int64_t MemoryOutside(int64_t s64Pos) {
+    return s64Pos < g_memoryFile.s64HoleAt ? s64Pos : s64Pos + g_memoryFile.s64Hole;
+}
+
 static int64_t MemorySeek(void *, int64_t s64Offset, int32_t s32Whence) {
     MemoryFile &stFile = g_memoryFile;
     if (++stFile.s32Seeks == stFile.s32FailSeekAt) {
         return -1;
     }
     const int64_t s64Size = static_cast<int64_t>(stFile.strBytes.size());
-    const int64_t s64Base = s32Whence == 0 ? 0 : (s32Whence == 1 ? stFile.s64Pos : s64Size);
-    if (s64Base + s64Offset < 0) {
+    const int64_t s64Base = s32Whence == 0 ? 0 : MemoryOutside(s32Whence == 1 ? stFile.s64Pos : s64Size);
+    const int64_t s64Target = s64Base + s64Offset;
+    if (s64Target < 0) {
         return -1;
     }
-    stFile.s64Pos = s64Base + s64Offset;
-    return stFile.s64Pos;
+    stFile.s64Pos = s64Target < stFile.s64HoleAt + stFile.s64Hole ? std::min(s64Target, stFile.s64HoleAt)
+                                                                  : s64Target - stFile.s64Hole;
+    return s64Target;
 }
 
 static int32_t MemoryClose(void *) {
-    g_memoryFile.s32Closes++;
-    return 0;
+    return ++g_memoryFile.s32Closes == g_memoryFile.s32FailCloseAt ? -1 : 0;
 }
 
 static int32_t MemoryReadSeek(void *, int32_t, int64_t) {

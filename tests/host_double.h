@@ -17,8 +17,12 @@ struct HostMessage {
 
 struct HostState {
     std::vector<HostMessage> vecMessages;
+    bool bQuiet;             // messages are formatted, and summed up instead of kept
+    uint64_t u64Told;        // that sum
     int32_t s32Allocations;  // since the last reset: blocks, programs and streams
     int32_t s32FailAt;       // the allocation, counted from 1, that fails; 0: none does
+    bool bFailOn;            // so does every later one
+    uint32_t u32Most;        // bytes of a block that can be had; 0: any number
     int32_t s32LiveBlocks;   // not yet freed; counted where the tests are linked with the library's objects
     std::string strProperty; // value of any system property; empty: the default is given
     int32_t s32PropertyReads;
@@ -26,7 +30,7 @@ struct HostState {
 
 extern HostState g_host;
 
-// Forgets messages and counts. Live blocks are not forgotten.
+// Forgets messages, counts and what was asked for but quiet. Live blocks are not forgotten.
 void HostReset();
 
 // Whether a message with this text was logged; with a function, under that name.
@@ -42,13 +46,25 @@ struct MemoryFile {
     std::string strBytes;
     int64_t s64Pos;
     int32_t s32Opens, s32Closes, s32Reads, s32Seeks;
-    int32_t s32FailOpenAt, s32FailReadAt, s32FailSeekAt, s32ShortReadAt;
+    int32_t s32FailOpenAt, s32FailReadAt, s32FailSeekAt, s32ShortReadAt, s32FailCloseAt;
+    int32_t s32StopReadAt; // during that read the host stops the handle
+    void *hStopped;
+    int64_t s64HoleAt, s64Hole; // positions jump ahead by so many bytes at that place
 };
 
 extern MemoryFile g_memoryFile;
 
 // Serves the bytes for every URL; script and counts start afresh.
 Protocol *MemoryProtocol(const std::string &strBytes);
+
+// System calls of the library's own file protocol, by the same rules; none is seen of a library that was built before.
+struct SystemScript {
+    bool bWatched;
+    int32_t s32Calls, s32FailAt, s32ShortAt;
+};
+
+extern SystemScript g_system;
+bool HostSeesSystemCalls();
 
 // A protocol table of its own that passes every call on to the library's: the same bytes, seen as a foreign protocol.
 Protocol *ForeignFileProtocol();

@@ -1,40 +1,11 @@
 // The hand-written time scanners accept what the formatted patterns accept, and read the same times.
-#include "subtitle/common/clock_scan.h"
-#include "subtitle/srt/srt_demuxer.h"
+#include "tests/scan_reference.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <random>
-#include <string>
 
 static TextSpan Span(const std::string &strText) {
     return {reinterpret_cast<const uint8_t *>(strText.data()), static_cast<int32_t>(strText.size())};
-}
-
-// The patterns themselves. The second is narrower than the first, and is asked all the same.
-static bool Reference(const char *pszText, int64_t *ps64Start, int64_t *ps64End) {
-    int a[8] = {};
-    char aszStart[4] = {};
-    char aszEnd[4] = {};
-    const bool bFirst = sscanf(pszText, "%2d:%2d:%2d%1[,.:]%3d --> %2d:%2d:%2d%1[,.:]%3d", // NOLINT(cert-err34-c)
-                               &a[0], &a[1], &a[2], aszStart, &a[3], &a[4], &a[5], &a[6], aszEnd, &a[7]) == 10;
-    if (!bFirst && sscanf(pszText, "%2d:%2d:%2d%*1[,.]%3d --> %2d:%2d:%2d%*1[,.]%3d", // NOLINT(cert-err34-c)
-                          &a[0], &a[1], &a[2], &a[3], &a[4], &a[5], &a[6], &a[7]) < 8) {
-        return false;
-    }
-    *ps64Start = a[0] * 3600000LL + a[1] * 60000LL + a[2] * 1000LL + a[3];
-    *ps64End = a[4] * 3600000LL + a[5] * 60000LL + a[6] * 1000LL + a[7];
-    return true;
-}
-
-static void ExpectSame(const std::string &strText) {
-    int64_t s64Start = 0, s64End = 0, s64RefStart = 0, s64RefEnd = 0;
-    const bool bRef = Reference(strText.c_str(), &s64RefStart, &s64RefEnd);
-    ASSERT_EQ(SrtScanTimeLine(Span(strText), &s64Start, &s64End), bRef) << strText;
-    if (bRef) {
-        ASSERT_EQ(s64Start, s64RefStart) << strText;
-        ASSERT_EQ(s64End, s64RefEnd) << strText;
-    }
 }
 
 TEST(SrtScanTest, KnownLines) {
@@ -66,7 +37,7 @@ TEST(SrtScanTest, KnownLines) {
             EXPECT_EQ(s64Start, stRow.s64Start) << strText;
             EXPECT_EQ(s64End, stRow.s64End) << strText;
         }
-        ExpectSame(strText);
+        EXPECT_TRUE(TimeLineAgrees(Span(strText), strText.c_str())) << strText;
     }
 }
 
@@ -96,8 +67,8 @@ TEST(SrtScanTest, AgreesWithTheFormattedPatterns) {
             }
         }
         int64_t s64Start = 0, s64End = 0;
-        s32Accepted += Reference(strText.c_str(), &s64Start, &s64End) ? 1 : 0;
-        ASSERT_NO_FATAL_FAILURE(ExpectSame(strText));
+        s32Accepted += ReferenceTimeLine(strText.c_str(), &s64Start, &s64End) ? 1 : 0;
+        ASSERT_TRUE(TimeLineAgrees(Span(strText), strText.c_str())) << strText;
     }
     EXPECT_GT(s32Accepted, 50000);
     EXPECT_LT(s32Accepted, 150000);
@@ -106,7 +77,6 @@ TEST(SrtScanTest, AgreesWithTheFormattedPatterns) {
 // The form of ASS: any separator before the hundredths.
 TEST(SrtScanTest, AgreesWithTheFormattedPatternOfHundredths) {
     static const char s_aszBytes[] = "0123456789 :,.-+\tx";
-    static constexpr ClockForm s_stForm = {2, 10, nullptr};
     std::mt19937 random(2);
     int s32Accepted = 0;
     for (int i = 0; i < 100000; i++) {
@@ -114,16 +84,9 @@ TEST(SrtScanTest, AgreesWithTheFormattedPatternOfHundredths) {
         for (uint32_t uEdits = random() % 4; uEdits > 0; uEdits--) {
             strText[random() % 12] = s_aszBytes[random() % (sizeof(s_aszBytes) - 1)];
         }
-        int a[4] = {};
-        const bool bRef =
-            sscanf(strText.c_str(), "%2d:%2d:%2d%*1c%2d", &a[0], &a[1], &a[2], &a[3]) == 4; // NOLINT(cert-err34-c)
-        const uint8_t *pu8Text = reinterpret_cast<const uint8_t *>(strText.data());
         int64_t s64Time = 0;
-        ASSERT_EQ(SvrScanClock(pu8Text, pu8Text + strText.size(), &s_stForm, &s64Time) != nullptr, bRef) << strText;
-        if (bRef) {
-            ASSERT_EQ(s64Time, a[0] * 3600000LL + a[1] * 60000LL + a[2] * 1000LL + a[3] * 10LL) << strText;
-            s32Accepted++;
-        }
+        s32Accepted += ReferenceHundredths(strText.c_str(), &s64Time) ? 1 : 0;
+        ASSERT_TRUE(HundredthsAgree(Span(strText), strText.c_str())) << strText;
     }
     EXPECT_GT(s32Accepted, 25000);
     EXPECT_LT(s32Accepted, 90000);

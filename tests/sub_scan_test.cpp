@@ -1,50 +1,9 @@
 // The hand-written line scanners of text SUB accept what the formatted patterns accept, and store the same numbers.
-#include "platform/bounded/bounded.h"
-#include "subtitle/sub/sub_demuxer.h"
+#include "tests/scan_reference.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <string>
-
-static void ExpectMicrodvd(TextSpan stSpan, const char *pszText) {
-    SubFrames stOurs = {-7, -7};
-    long long as64[2] = {-7, -7};
-    char aszText[SVR_SUB_STR_IN_MAX_LEN] = {};
-    const bool bRef =
-        sscanf_s(pszText, "{%lld}{%lld}%2559[^\r\n]", &as64[0], &as64[1], aszText, sizeof(aszText)) == 3 ||
-        sscanf_s(pszText, "{%lld}{}%2559[^\r\n]", &as64[0], aszText, sizeof(aszText)) == 2;
-    const uint8_t *pu8Text = SubScanMicrodvd(stSpan, &stOurs);
-    ASSERT_EQ(pu8Text != nullptr, bRef);
-    ASSERT_EQ(stOurs.s64Start, as64[0]);
-    ASSERT_EQ(stOurs.s64End, as64[1]);
-    if (bRef) {
-        const size_t uLen = static_cast<size_t>(SubTextLen(pu8Text, SvrSpanEnd(stSpan)));
-        ASSERT_EQ(std::string(reinterpret_cast<const char *>(pu8Text), uLen), aszText);
-    }
-}
-
-static void ExpectSubviewer(TextSpan stSpan, const char *pszText) {
-    int32_t o[8] = {-7, -7, -7, -7, -7, -7, -7, -7};
-    int r[8] = {-7, -7, -7, -7, -7, -7, -7, -7};
-    int32_t s32Ref = sscanf_s(pszText, "%d:%d:%d.%d,%d:%d:%d.%d", r, r + 1, r + 2, r + 3, r + 4, r + 5, r + 6, r + 7);
-    if (s32Ref != 8) {
-        s32Ref = sscanf_s(pszText, "%d:%d:%d%*1[,.]%d --> %d:%d:%d%*1[,.]%d", r, r + 1, r + 2, r + 3, r + 4, r + 5,
-                          r + 6, r + 7);
-    }
-    ASSERT_EQ(SubScanSubviewer(stSpan, o), s32Ref);
-    ASSERT_EQ(memcmp(o, r, sizeof(r)), 0);
-}
-
-static void ExpectOthers(TextSpan stSpan, const char *pszText) {
-    int32_t o[4] = {-7, -7, -7, -7};
-    int r[4] = {-7, -7, -7, -7};
-    ASSERT_EQ(SubScanDvdsub(stSpan, o), sscanf_s(pszText, "{T %d:%d:%d:%d", r, r + 1, r + 2, r + 3) == 4);
-    ASSERT_EQ(memcmp(o, r, sizeof(r)), 0);
-    float af[4] = {-7, -7, -7, -7};
-    ASSERT_EQ(SubScanMpsub(stSpan, &af[0], &af[1]), sscanf_s(pszText, "%f %f", &af[2], &af[3]) == 2);
-    ASSERT_EQ(memcmp(af, af + 2, 2 * sizeof(float)), 0);
-}
+#include <vector>
 
 TEST(SubScanTest, ScannersAgreeWithTheFormattedPatterns) {
     static const char *const s_apszLines[] = {
@@ -76,9 +35,10 @@ TEST(SubScanTest, ScannersAgreeWithTheFormattedPatterns) {
         // In a block of its own, so that a look beyond the end is seen.
         const std::vector<uint8_t> vecText(strText.begin(), strText.end());
         const TextSpan stSpan = {vecText.data(), static_cast<int32_t>(vecText.size())};
-        ASSERT_NO_FATAL_FAILURE(ExpectMicrodvd(stSpan, strText.c_str()));
-        ASSERT_NO_FATAL_FAILURE(ExpectSubviewer(stSpan, strText.c_str()));
-        ASSERT_NO_FATAL_FAILURE(ExpectOthers(stSpan, strText.c_str()));
+        ASSERT_TRUE(MicrodvdAgrees(stSpan, strText.c_str()));
+        ASSERT_TRUE(SubviewerAgrees(stSpan, strText.c_str()));
+        ASSERT_TRUE(DvdsubAgrees(stSpan, strText.c_str()));
+        ASSERT_TRUE(MpsubAgrees(stSpan, strText.c_str()));
         int32_t as32Num[8];
         s32Found += SubScanSubviewer(stSpan, as32Num) == 8 ? 1 : 0;
     }

@@ -80,7 +80,7 @@ static int32_t IdxOpenByName(const char *pszUrl, size_t uStemLen, const Protocol
     char aszName[IDX_NAME_SIZE];
     memcpy(aszName, pszUrl, uStemLen);
     for (const auto &aszExt : s_aaszExts) {
-        memcpy(aszName + uStemLen, aszExt, sizeof(aszExt));
+        memcpy(aszName + uStemLen, aszExt, sizeof(s_aaszExts[0]));
         if (pstProtocol->url_open(aszName, 0, phSub) == 0) {
             return 0;
         }
