@@ -154,7 +154,9 @@ TEST_F(PellsubRender, WarnsOfUnitsThatGiveNoPicture) {
 
     WritePair("size: 8x5\n", {clear});
     const Result nothing = RunHere({"render", "film.idx", "--to", "none"});
-    EXPECT_NE(nothing.err.find("pellsub: film.idx: none of its pictures could be drawn\n"), nothing.err.npos);
+    EXPECT_NE(
+        nothing.err.find("pellsub: film.idx: none of its pictures could be drawn; does its .sub file belong to it?\n"),
+        nothing.err.npos);
     EXPECT_EQ(nothing.status, 2);
 }
 
@@ -218,7 +220,8 @@ TEST_F(PellsubRender, SaysWhatStandsInTheWay) {
         {"film.idx --to file", "file: cannot be opened as a directory: Not a directory\n", 2},
         {"film.idx --to no/where", "no/where: cannot be made: No such file or directory\n", 2},
         {"film.idx --to out --overwrite", "film.idx: out/en_00-00-01.000.png cannot be written: Is a directory\n", 2},
-        {"a.srt --to out", "a.srt: it is SubRip, which is text; only VobSub (.idx) has pictures\n", 2},
+        {"a.srt --to out", "a.srt: it is SubRip, which is text; only VobSub (.idx) has pictures, and dump shows text\n",
+         2},
         {"film.idx --to out --stream de", "film.idx: it has no stream \"de\", only 0 en\n", 2},
         {"film.idx", "--to is required\nsee pellsub render --help\n", 64},
         {"film.idx --to out --from 3 --to-time 2", "--from: is later than --to-time\nsee pellsub render --help\n", 64},

@@ -43,11 +43,17 @@ static std::vector<char *> Pointers(Strings &strings) {
     return pointers;
 }
 
+// Each name once: which of two would count is not the same under emulation.
 static Strings Environment(const Strings &added) {
     Strings environment = added;
     for (char **variable = environ; *variable != nullptr; variable++) {
-        if (std::strncmp(*variable, "PELL_", 5) != 0) {
-            environment.push_back(*variable);
+        const std::string inherited = *variable;
+        const std::string name = inherited.substr(0, inherited.find('=') + 1);
+        const bool replaced = std::any_of(added.begin(), added.end(), [&](const std::string &other) {
+            return other.compare(0, name.size(), name) == 0;
+        });
+        if (!replaced && inherited.compare(0, 5, "PELL_") != 0) {
+            environment.push_back(inherited);
         }
     }
     return environment;

@@ -50,8 +50,9 @@ TEST_F(Pellsub, PassesAFrameRateToMicrodvdFiles) {
         EXPECT_EQ(file["cues"].back()["start_ms"], static_cast<int64_t>(7000000 / row.rate));
     }
     Write("a.sub", "{1}{2}one\n");
-    EXPECT_EQ(RunHere({"dump", "--fps", "29.97", "a.sub"}).err,
-              "pellsub: a.sub: warning: the rate cannot be passed exactly; 29.971 frames/s is passed\n");
+    EXPECT_EQ(
+        RunHere({"dump", "--fps", "29.97", "a.sub"}).err,
+        "pellsub: a.sub: warning: the rate of --fps cannot be had exactly; times are reckoned with 29.971 frames/s\n");
 }
 
 TEST_F(Pellsub, RefusesWhatIsNoFrameRate) {
@@ -104,8 +105,7 @@ TEST_F(Pellsub, SaysWhatIsWrongWithASubOrIdxFile) {
         {"late.sub", std::string(100, '\n') + "{1}{2}one\n", forms},
         {"digits.sub", "{" + std::string(500000, '1') + "}{2}one\n", forms},
         {"braces.sub", "{1}{1}25\n",
-         "it looks like MicroDVD, but no cue is found in it; PELL_LOG_LEVEL=3 in the "
-         "environment shows the plug-in's reasons\n"},
+         "it looks like MicroDVD, but no cue is found in it; PELL_LOG_LEVEL=3 before the command shows why\n"},
         {"alone.sub", DvdPacks("x"), packets + "alone.idx, which does not lie beside it\n"},
         {"pair.SUB", DvdPacks("x"), packets + "pair.Idx\n"},
         {"half.idx", "id: en, index: 0\n" + TimestampLine(0, 0),
@@ -113,8 +113,7 @@ TEST_F(Pellsub, SaysWhatIsWrongWithASubOrIdxFile) {
         {"pair.idx", "# nothing\nid: en, index: 0\n",
          "no stream found in it; an index has languages (id: en, index: 0) with time stamps\n"},
         {"x::offset=1.idx", "id: en, index: 0\n",
-         "the packet file of an index cannot be found by such a name; rename "
-         "the pair\n"},
+         "with \"::offset=\" or \"::subfd=\" in its name, the .sub file beside it is not found; rename the two\n"},
     };
     Write("pair.Idx", "");
     for (const auto &row : rows) {
@@ -170,7 +169,8 @@ TEST_F(Pellsub, SaysThatABuildCannotDraw) {
         GTEST_SKIP() << "this one can";
     }
     const Result result = RunHere({"render", "film.idx", "--to", "out"});
-    EXPECT_EQ(result.err, "pellsub: this build cannot draw pictures; it was made without libavcodec and libpng\n");
+    EXPECT_EQ(result.err, "pellsub: pictures cannot be drawn: libpellsub_picture.so is not there; it is built where "
+                          "libavcodec and libpng are, and packaged as pellsub-pictures\n");
     EXPECT_EQ(result.status, 2);
     EXPECT_FALSE(fs::exists(directory + "/out"));
 }

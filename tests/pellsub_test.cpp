@@ -259,7 +259,8 @@ TEST_F(Pellsub, SaysWhatIsWrongWithAName) {
         {"missing.srt", "no such file\n"},
         {"", "no such file\n"},
         {"file:missing.srt", "no such file (a URL is taken with --url)\n"},
-        {"folder.srt", "is a directory; name the files in it\n"},
+        {"folder.srt",
+         "is a directory; name the files in it, or have info, dump, convert or check take them all with -r\n"},
         {"pipe.srt", "is not a regular file; save its content to one first\n"},
         {"secret.srt", "you are not allowed to read it; see its permissions (ls -l)\n"},
     };
@@ -282,7 +283,8 @@ TEST_F(Pellsub, GoesOnAfterAFileThatFails) {
     const Result result = RunHere({"dump", "a.srt", "missing.srt", "b.srt"});
     EXPECT_EQ(result.out, "==> a.srt <==\n00:00:01.000 --> 00:00:01.500\none\n\n"
                           "==> b.srt <==\n00:00:02.000 --> 00:00:02.500\ntwo\n\n");
-    EXPECT_EQ(result.err, "pellsub: missing.srt: no such file\n");
+    EXPECT_EQ(result.err.find("pellsub: missing.srt: no such file\npellsub: 3 files, 2 cues, 0 warnings, 1 failed, "),
+              0u);
     EXPECT_EQ(result.status, 2);
 }
 
@@ -386,7 +388,7 @@ TEST_F(Pellsub, ExplainsItselfOnStandardOutput) {
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.err, "");
         EXPECT_NE(result.out.find("Usage: pellsub"), std::string::npos);
-        EXPECT_EQ(result.out.find("Example: ") == std::string::npos, arguments.size() == 1);
+        EXPECT_NE(result.out.find("Examples:\n  pellsub "), std::string::npos);
     }
     EXPECT_EQ(RunHere({"--version"}).out.find("pellsub "), 0u);
 }
@@ -435,7 +437,7 @@ static std::string RunOnTerminal(const std::string &directory, const Strings &ar
     tcgetattr(tool, &settings);
     cfmakeraw(&settings);
     tcsetattr(tool, TCSANOW, &settings);
-    const pid_t pid = Spawn(directory, arguments, {}, tool, tool);
+    const pid_t pid = Spawn(directory, arguments, {"TERM=dumb"}, tool, tool);
     close(tool);
     std::string shown;
     while (Take(terminal, shown)) {

@@ -59,10 +59,18 @@ static std::string SnakeCase(std::string_view name) {
     return snake;
 }
 
+std::vector<std::string_view> AssListOf(std::string_view list) {
+    std::vector<std::string_view> values;
+    while (!list.empty()) {
+        values.push_back(Trimmed(TakeUpTo(list, ",")));
+    }
+    return values;
+}
+
 static AssFields FieldsNamed(std::string_view names) {
     AssFields fields;
-    while (!names.empty()) {
-        fields.names.push_back(SnakeCase(Trimmed(TakeUpTo(names, ","))));
+    for (const std::string_view name : AssListOf(names)) {
+        fields.names.push_back(SnakeCase(name));
     }
     const auto text = std::find(fields.names.begin(), fields.names.end(), "text");
     fields.text = static_cast<size_t>(text - fields.names.begin()) - (text == fields.names.end() ? 1 : 0);
@@ -135,26 +143,36 @@ static size_t AppendCharacter(std::string_view text, std::string &plain) {
     return 1;
 }
 
-// A block that does not end is text.
-static std::string PlainText(std::string_view text) {
-    std::string plain;
+std::vector<AssPiece> AssPiecesOf(std::string_view text) {
+    std::vector<AssPiece> pieces;
     std::string drawn;
     bool drawing = false;
     while (!text.empty()) {
         const size_t end = text.front() == '{' ? text.find('}') : std::string_view::npos;
         if (end != std::string_view::npos) {
-            drawing = DrawsAfter(text.substr(1, end - 1), drawing);
+            pieces.push_back({true, std::string(text.substr(1, end - 1))});
+            drawing = DrawsAfter(pieces.back().text, drawing);
             text.remove_prefix(end + 1);
-        } else {
-            text.remove_prefix(AppendCharacter(text, drawing ? drawn : plain));
+            continue;
         }
+        if (pieces.empty() || pieces.back().block) {
+            pieces.emplace_back();
+        }
+        text.remove_prefix(AppendCharacter(text, drawing ? drawn : pieces.back().text));
+    }
+    return pieces;
+}
+
+static std::string PlainText(std::string_view text) {
+    std::string plain;
+    for (const AssPiece &piece : AssPiecesOf(text)) {
+        plain += piece.block ? "" : piece.text;
     }
     const size_t begin = std::min(plain.find_first_not_of('\n'), plain.size());
     return plain.substr(begin, plain.find_last_not_of('\n') + 1 - begin);
 }
 
-// A line that is no event is shown as it is.
-static std::string_view ShownPart(const AssFields &fields, const AssEvent &event) {
+std::string_view AssShownPart(const AssFields &fields, const AssEvent &event) {
     if (event.values.empty()) {
         return event.line;
     }
@@ -164,7 +182,7 @@ static std::string_view ShownPart(const AssFields &fields, const AssEvent &event
 std::string AssText(const AssFields &fields, std::string_view frame) {
     std::string texts;
     for (const AssEvent &event : AssEventsOf(fields, frame)) {
-        const std::string text = PlainText(ShownPart(fields, event));
+        const std::string text = PlainText(AssShownPart(fields, event));
         texts += !texts.empty() && !text.empty() ? "\n" : "";
         texts += text;
     }

@@ -17,11 +17,26 @@ struct AssEvent {
     std::vector<std::string_view> values; // for the fields, in order; fewer when the line ends early
 };
 
+// "a, b,c" at its commas, without the blanks around them.
+std::vector<std::string_view> AssListOf(std::string_view list);
+
 // Takes the last "Format:" line of the header's [Events] section; without one, the usual fields.
 AssFields AssFieldsOf(std::string_view header);
 
 // The event lines of a frame, as parts of it.
 std::vector<AssEvent> AssEventsOf(const AssFields &fields, std::string_view frame);
+
+// A piece of an event's text: what is shown, or the inside of an override block.
+struct AssPiece {
+    bool block = false;
+    std::string text; // of what is shown: \N, \n and \h are what they stand for
+};
+
+// The text in its order, without drawings. A block that does not end is text.
+std::vector<AssPiece> AssPiecesOf(std::string_view text);
+
+// The part of an event that is shown. A line that is no event is shown as it is.
+std::string_view AssShownPart(const AssFields &fields, const AssEvent &event);
 
 // The texts of the frame's events, one below the other: override blocks and drawings go, \N, \n and \h become what they
 // stand for.

@@ -28,7 +28,7 @@ static std::array<uint64_t, 4> MeanOf(const IndexedPicture &picture, const Area 
         for (int x = block.x; x < block.x + block.width; x++) {
             const Rgba &colour = picture.colours[row[x]];
             for (size_t i = 0; i < 3; i++) {
-                sum[i] += uint64_t{colour[i]} * colour[3];
+                sum[i] += static_cast<uint64_t>(colour[i]) * colour[3];
             }
             sum[3] += colour[3];
         }

@@ -7,6 +7,8 @@
 #include "tools/pellsub/exit_codes.h"
 #include "tools/pellsub/file_url.h"
 #include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/repair_protocol.h"
+#include "tools/pellsub/repair_run.h"
 #include "tools/pellsub/sub_head.h"
 #include "tools/pellsub/terminal_text.h"
 #include "tools/pellsub/verdict.h"
@@ -20,6 +22,8 @@
 
 // How much of a file may hold the lines by which forms of text SUB are told apart.
 static constexpr size_t kSubHeadSize = 512 << 10;
+// Larger than any subtitle file is. Behind it, markup is not looked for.
+static constexpr size_t kMarkupSize = 64 << 20;
 // What the plug-in reckons frames with when nobody names a rate.
 static constexpr double kUsualRate = 30;
 
@@ -28,7 +32,7 @@ static std::optional<Problem> OpenFile(FormatEntry *entry, const RunOptions &opt
     if (!PluginTakes(entry, url.url)) {
         return UnknownFormat(options.url, TakenExtensions(entry));
     }
-    if (HasExtension(url.url, "sub") && BeginsWithPack(HeadOf(entry, url.url, 4))) {
+    if (HasExtension(url.url, "sub") && BeginsWithPack(HeadOf(PellProtocolOf(entry), url.url, 4))) {
         bool found = false;
         const std::string index = CompanionOf(name, "idx", found);
         return IsPacketFile(index, found || options.url);
@@ -111,7 +115,7 @@ static void DescribeFile(const RunOptions &options, const std::string &url, Plug
     }
     DescribeEncoding(options, file, facts);
     if (file.format == SUB_STREAM_FORMAT_SUB && !facts.streams.empty()) {
-        DescribeSub(options, SubHeadOf(HeadOf(file.entry, url, kSubHeadSize)), facts);
+        DescribeSub(options, SubHeadOf(HeadOf(file.protocol, url, kSubHeadSize)), facts);
     }
 }
 
@@ -203,6 +207,14 @@ static void JudgeFile(const RunOptions &options, const Findings &findings, FileF
     }
 }
 
+// SubRip is the format of which the plug-in delivers less than the file says.
+static void KeepBytes(const RunOptions &options, const std::string &url, const PluginFile &file, FileFacts &facts) {
+    if (file.format == SUB_STREAM_FORMAT_SRT) {
+        facts.bytes = HeadOf(file.protocol, url, kMarkupSize);
+        facts.codeType = options.encoding != 0 ? options.encoding : static_cast<int32_t>(file.codeType);
+    }
+}
+
 // An interrupted build leaves what it had; that is counted, not shown.
 static void ReportOpenFile(const RunOptions &options, const std::string &url, PluginFile &file, FileFacts &facts,
                            Output &out) {
@@ -211,6 +223,10 @@ static void ReportOpenFile(const RunOptions &options, const std::string &url, Pl
     facts.error = indexed || facts.signal != 0 ? KeepWanted(options.stream, facts.streams) : NotIndexed(facts);
     if (!facts.error && options.pictures && facts.textual) {
         facts.error = NoPictures(facts);
+    }
+    if (!facts.error && options.markup) {
+        facts.error = facts.textual ? std::nullopt : std::optional(OnlyPictures(facts));
+        KeepBytes(options, url, file, facts);
     }
     BeginFile(options, facts, out);
     if (facts.error) {
@@ -231,7 +247,7 @@ static int Status(const FileFacts &facts) {
     if (facts.signal != 0) {
         return EXIT_BY_SIGNAL + facts.signal;
     }
-    return facts.error ? EXIT_FAILED : (facts.warnings.empty() ? EXIT_DONE : EXIT_WARNED);
+    return facts.error ? EXIT_FAILED : (facts.warnings.empty() && facts.findings.empty() ? EXIT_DONE : EXIT_WARNED);
 }
 
 static void ComplainAll(const FileFacts &facts) {
@@ -243,14 +259,42 @@ static void ComplainAll(const FileFacts &facts) {
     }
 }
 
-int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &name, Output &out) {
+static void CountFile(const FileFacts &facts, Totals &totals) {
+    totals.files++;
+    totals.warnings += facts.warnings.size() + facts.findings.size();
+    totals.failed += facts.error ? 1u : 0u;
+    for (const StreamFacts &stream : facts.streams) {
+        totals.cues += stream.cues;
+    }
+}
+
+// Lets the plug-in read a copy of the file where one is wished for and differs, and takes what its lines tell.
+static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions &options, RepairedFile &repaired,
+                         SourceText &source, FileFacts &facts, PluginFile &file) {
+    if (options.repair || options.commonTiming) {
+        RepairFile(entry, url, {options.repair, options.commonTiming, options.encoding}, repaired);
+        file.protocol = repaired.differs ? ProtocolServing(repaired.bytes) : nullptr;
+        options.encoding = repaired.encoding;
+        TellMended(facts.name, repaired.mended);
+    }
+    if (options.findings) {
+        facts.findings = LookAtSource(entry, url, options.encoding, source);
+        facts.source = &source;
+    }
+}
+
+int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
+    RunOptions options = asked;
     FileFacts facts{.name = name};
     facts.raw = options.raw || !options.converter; // the rules of a format are for text in a known encoding
     FileUrl url{.url = name};
     PluginFile file{.frameRate = options.frameRate ? options.frameRate->packed : 0};
     facts.error = options.url ? std::nullopt : FindFile(name, url);
     facts.size = url.size;
+    RepairedFile repaired;
+    SourceText source;
     if (!facts.error) {
+        LookIntoFile(entry, url.url, options, repaired, source, facts, file);
         facts.error = OpenFile(entry, options, name, url, file);
     }
     if (facts.error) {
@@ -264,5 +308,6 @@ int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &na
     CloseInPlugin(file);
     ReleaseFile(url);
     ComplainAll(facts);
+    CountFile(facts, out.totals);
     return Status(facts);
 }

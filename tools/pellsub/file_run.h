@@ -20,10 +20,14 @@ struct RunOptions {
     std::string encodingName;
     std::optional<FrameRate> frameRate; // for files that name none
     bool pictures = false;              // only formats that have them are wanted
+    bool markup = false;                // only formats with text are wanted, and what their markup says
+    bool commonTiming = false;          // times as a format's convention has them, not as a player takes them
+    bool repair = false;                // the plug-in reads a mended copy
+    bool findings = false;              // the report wants what the lines of the file tell
     std::string stream;                 // number or language; empty: all
     int64_t fromMs = std::numeric_limits<int64_t>::min();
     int64_t toMs = std::numeric_limits<int64_t>::max();
 };
 
 // Reports on one file, complains on standard error and gives the exit status it deserves.
-int RunFile(FormatEntry *entry, const RunOptions &options, const std::string &name, Output &out);
+int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out);

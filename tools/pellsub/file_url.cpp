@@ -35,7 +35,9 @@ static Problem OpenProblem(const std::string &name, int error) {
 
 static std::optional<Problem> ContentProblem(const struct stat &status) {
     if (S_ISDIR(status.st_mode)) {
-        return Problem{"is_directory", "is a directory; name the files in it"};
+        return Problem{"is_directory",
+                       "is a directory; name the files in it, or have info, dump, convert or check take them "
+                       "all with -r"};
     }
     if (!S_ISREG(status.st_mode)) {
         return Problem{"not_a_regular_file", "is not a regular file; save its content to one first"};
@@ -68,8 +70,9 @@ static std::string PathUrl(const std::string &name) {
 
 std::optional<Problem> FindFile(const std::string &name, FileUrl &file) {
     if (HoldsUrlFields(name) && HasExtension(name, "idx")) {
-        return Problem{"name_not_usable",
-                       "the packet file of an index cannot be found by such a name; rename the pair"};
+        return Problem{
+            "name_not_usable",
+            "with \"::offset=\" or \"::subfd=\" in its name, the .sub file beside it is not found; rename the two"};
     }
     file.fd = OpenAboveStandard(name);
     if (file.fd < 0) {

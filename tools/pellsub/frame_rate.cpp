@@ -3,6 +3,7 @@
 #include "tools/pellsub/frame_rate.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 
 static constexpr int64_t kMillion = 1000000;
@@ -55,6 +56,7 @@ std::optional<FrameRate> ParseFrameRate(std::string_view text) {
     FrameRate rate;
     rate.packed = static_cast<uint32_t>(thousandths / 1000 << 16 | thousandths % 1000);
     rate.value = static_cast<double>(thousandths) / 1000;
+    std::from_chars(text.data(), text.data() + text.size(), rate.asked, std::chars_format::fixed);
     rate.exact = thousandths * 1000 == *millionths;
     return rate;
 }

@@ -9,7 +9,8 @@
 struct FrameRate {
     uint32_t packed = 0;
     double value = 0;  // what the plug-in makes of it
-    bool exact = true; // it is the rate that was asked for
+    double asked = 0;  // the number as it was written
+    bool exact = true; // both are the same
 };
 
 // A decimal number from 1 to 1000 to the nearest rate that can be passed. Nothing when it is none.

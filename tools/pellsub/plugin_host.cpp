@@ -33,12 +33,17 @@ const FormatName &NameOfFormat(uint32_t format) {
 }
 
 // The tool's own run path is not relied on: a sanitizer that stands between the tool and the loader makes the loader
-// use another's.
+// use another's. First as installed, what is the tool's alone in a directory of its own; then as built.
 std::string LibraryBesideTool(const std::string &name) {
     std::error_code error;
-    const auto tool = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto beside = tool.parent_path().parent_path() / "lib" / name;
-    return std::filesystem::exists(beside, error) ? beside.string() : name;
+    const auto tool = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    for (const char *directory : {PELLSUB_LIBRARY_DIR "/pellsub", PELLSUB_LIBRARY_DIR, "../lib"}) {
+        const auto beside = (tool / directory / name).lexically_normal();
+        if (std::filesystem::exists(beside, error)) {
+            return beside.string();
+        }
+    }
+    return name;
 }
 
 FormatEntry *LoadPlugin(std::string &why) {
@@ -62,7 +67,7 @@ bool PluginTakes(FormatEntry *entry, const std::string &url) {
 // The entry's own list names extensions that belong to other plug-ins and leaves out some that are taken.
 std::string TakenExtensions(FormatEntry *entry) {
     std::string taken;
-    for (const char *extension : {"srt", "ass", "ssa", "smi", "sami", "lrc", "sub", "idx"}) {
+    for (const char *extension : kSubtitleExtensions) {
         if (PluginTakes(entry, std::string("./x.") + extension)) {
             taken += (taken.empty() ? "" : ", ") + std::string(extension);
         }
@@ -72,7 +77,8 @@ std::string TakenExtensions(FormatEntry *entry) {
 
 bool OpenInPlugin(FormatEntry *entry, const std::string &url, PluginFile &file) {
     file.entry = entry;
-    return entry->fmt_open(url.c_str(), PellProtocolOf(entry), &file.handle) == 0;
+    file.protocol = file.protocol != nullptr ? file.protocol : PellProtocolOf(entry);
+    return entry->fmt_open(url.c_str(), file.protocol, &file.handle) == 0;
 }
 
 static bool SetEncodings(PluginFile &file, const EncodingChoice &choice) {
@@ -169,11 +175,18 @@ static int64_t EndOf(int64_t start, uint32_t duration) {
     return __builtin_add_overflow(start, static_cast<int64_t>(duration), &end) ? INT64_MAX : end;
 }
 
+// Lyrics and VobSub tell none; SAMI tells half of one elsewhere.
+static int64_t PositionOf(const FmtFrame &frame, const FormatName &format) {
+    const std::string_view name = format.name;
+    return name == "smi" ? frame.u32FrameRate : (name == "lrc" || name == "idx" ? -1 : frame.s64Pos);
+}
+
 static Cue CueOf(const FmtFrame &frame, const FormatName &format) {
     Cue cue;
     cue.stream = frame.s32StreamIndex - SUB_STREAM_INDEX_BASE;
     cue.startMs = frame.s64Pts;
     cue.bytes = frame.u32DataLen;
+    cue.position = PositionOf(frame, format);
     if (frame.u32Duration != SUB_DURATION_UNKNOWN) {
         cue.endMs = EndOf(frame.s64Pts, frame.u32Duration);
     }

@@ -13,6 +13,9 @@ std::string LibraryBesideTool(const std::string &name);
 // Null, with the reason, when the library cannot be had.
 FormatEntry *LoadPlugin(std::string &why);
 
+// The ones that a subtitle file may have, as far as the tool goes; the plug-in need not take all.
+inline constexpr const char *kSubtitleExtensions[] = {"srt", "ass", "ssa", "smi", "sami", "lrc", "sub", "idx"};
+
 bool PluginTakes(FormatEntry *entry, const std::string &url);
 
 // "srt, ass, ssa": the extensions that some demuxer takes.
@@ -30,9 +33,11 @@ struct PluginFile {
     uint32_t format = 0;    // enum SubStreamFormat
     uint32_t codeType = 0;
     size_t streams = 0;
-    uint32_t frameRate = 0; // of the video, as reads pass it; 0: not known
+    uint32_t frameRate = 0;       // of the video, as reads pass it; 0: not known
+    Protocol *protocol = nullptr; // that it is read through; null: the plug-in's own
 };
 
+// The plug-in reads the file itself, or what the protocol in the record serves.
 bool OpenInPlugin(FormatEntry *entry, const std::string &url, PluginFile &file);
 
 // Builds the index. The signal that interrupted it, if one did, is stored; part of the cues may be there even then.

@@ -31,7 +31,8 @@ const PictureModule *LoadPictureModule() {
 std::optional<std::string> BeginRender(RenderRun &run) {
     run.module = LoadPictureModule();
     if (run.module == nullptr) {
-        return "this build cannot draw pictures; it was made without libavcodec and libpng";
+        return "pictures cannot be drawn: libpellsub_picture.so is not there; it is built where libavcodec and "
+               "libpng are, and packaged as pellsub-pictures";
     }
     if (mkdir(run.directory.c_str(), 0777) != 0 && errno != EEXIST) {
         return fmt::format("{}: cannot be made: {}", run.directory, std::strerror(errno));
@@ -127,11 +128,12 @@ static bool IsSide(int side) {
     return side >= 1 && side <= kMaxSide;
 }
 
-static void SetStyle(PictureStyle &style, const StreamFacts &stream) {
-    style.sizeKnown = IsSide(stream.width) && IsSide(stream.height);
-    style.width = style.sizeKnown ? stream.width : kUsualWidth;
-    style.height = style.sizeKnown ? stream.height : kUsualHeight;
-    style.palette = stream.palette;
+PictureStyle StyleOf(const StreamFacts &stream) {
+    const bool known = IsSide(stream.width) && IsSide(stream.height);
+    return {.width = known ? stream.width : kUsualWidth,
+            .height = known ? stream.height : kUsualHeight,
+            .sizeKnown = known,
+            .palette = stream.palette};
 }
 
 static void WarnOfSize(RenderRun &run) {
@@ -149,7 +151,7 @@ static void StartStream(RenderRun &run, const FileFacts &facts, int number) {
             const std::string language = stream.language.empty() ? "" : " (" + stream.language + ")";
             run.stream.title = fmt::format("stream {}{}", number, language);
             run.stream.name = NameOf(stream);
-            SetStyle(run.stream.style, stream);
+            run.stream.style = StyleOf(stream);
         }
     }
 }
@@ -222,7 +224,7 @@ static void RenderConclude(Output &out, FileFacts &facts) {
         facts.error = run.error;
     }
     if (!facts.error && run.drawn == 0 && run.stream.number >= 0) {
-        facts.error = Problem{"nothing_drawn", "none of its pictures could be drawn"};
+        facts.error = Problem{"nothing_drawn", "none of its pictures could be drawn; does its .sub file belong to it?"};
     }
 }
 

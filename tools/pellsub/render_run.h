@@ -35,5 +35,8 @@ struct RenderRun {
     std::optional<Problem> error;
 };
 
+// How pictures of the stream are drawn, with a usual size where its index names none.
+PictureStyle StyleOf(const StreamFacts &stream);
+
 // Opens the directory, and makes it if it is not there. Nothing, or why there will be no pictures.
 std::optional<std::string> BeginRender(RenderRun &run);

@@ -193,7 +193,11 @@ static void LineEndFile(Output &out, const FileFacts &facts) {
     }
 }
 
-const ReportWriter kInfoJson = {.begin = DocumentBegin, .endFile = InfoEndFile, .end = DocumentEnd};
-const ReportWriter kDumpJson = {
-    .begin = DocumentBegin, .beginFile = DumpBeginFile, .cue = DumpCue, .endFile = DumpEndFile, .end = DocumentEnd};
+const ReportWriter kInfoJson = {.begin = DocumentBegin, .endFile = InfoEndFile, .end = DocumentEnd, .between = ","};
+const ReportWriter kDumpJson = {.begin = DocumentBegin,
+                                .beginFile = DumpBeginFile,
+                                .cue = DumpCue,
+                                .endFile = DumpEndFile,
+                                .end = DocumentEnd,
+                                .between = ","};
 const ReportWriter kDumpJsonLines = {.beginFile = LineBeginFile, .cue = LineCue, .endFile = LineEndFile};

@@ -51,7 +51,9 @@ static void InfoEndFile(Output &out, const FileFacts &facts) {
     if (facts.format == nullptr) {
         return;
     }
-    Put(out, fmt::format("{}{}\n", out.anyFile ? "\n" : "", facts.name));
+    Put(out, out.anyFile ? "\n" : "");
+    PutHeading(out, facts.name);
+    Put(out, "\n");
     PutField(out, "  ", "format", fmt::format("{} ({})", facts.formatTitle, facts.format));
     PutField(out, "  ", "encoding", EncodingText(facts));
     PutField(out, "  ", "form", facts.formTitle != nullptr ? facts.formTitle : "");
@@ -67,15 +69,17 @@ static void InfoEndFile(Output &out, const FileFacts &facts) {
 static void DumpBeginFile(Output &out, const FileFacts &facts) {
     out.lastStream = -1;
     if (out.manyFiles && facts.format != nullptr) {
-        Put(out, fmt::format("==> {} <==\n", facts.name));
+        PutHeading(out, fmt::format("==> {} <==", facts.name));
+        Put(out, "\n");
     }
 }
 
 static void PutStreamHeading(Output &out, const FileFacts &facts, int number) {
     for (const StreamFacts &stream : facts.streams) {
         if (stream.number == number && facts.streams.size() > 1) {
-            Put(out,
-                fmt::format("-- stream {}{}{} --\n", number, stream.language.empty() ? "" : ": ", stream.language));
+            PutHeading(
+                out, fmt::format("-- stream {}{}{} --", number, stream.language.empty() ? "" : ": ", stream.language));
+            Put(out, "\n");
         }
     }
     out.lastStream = number;
@@ -94,5 +98,5 @@ static void DumpCue(Output &out, const FileFacts &facts, const Cue &cue) {
     }
 }
 
-const ReportWriter kInfoText = {.endFile = InfoEndFile};
+const ReportWriter kInfoText = {.endFile = InfoEndFile, .between = "\n"};
 const ReportWriter kDumpText = {.beginFile = DumpBeginFile, .cue = DumpCue};

@@ -117,32 +117,71 @@ static bool EndsLine(std::string_view tag) {
                        [=](const char *ending) { return EqualNoCase(ending, name); });
 }
 
-static size_t TakeMarkup(std::string_view text, std::string &out) {
+// Takes a tag or comment off the front of the text, as a piece; a comment leaves none. False: there is neither.
+static bool TakeMarkup(std::string_view &text, std::vector<SamiPiece> &pieces) {
     const size_t size = MarkupSize(text);
-    out += size > 0 && EndsLine(text.substr(0, size)) ? "\n" : "";
-    return size;
+    const std::string_view tag = text.substr(0, size);
+    if (size > 0 && !tag.starts_with("<!")) {
+        pieces.push_back({tag, EndsLine(tag) ? "\n" : ""});
+    }
+    text.remove_prefix(size);
+    return size > 0;
+}
+
+static void TakeText(std::string_view &text, std::vector<SamiPiece> &pieces) {
+    if (pieces.empty() || !pieces.back().tag.empty()) {
+        pieces.emplace_back();
+    }
+    std::string &out = pieces.back().text;
+    size_t taken = text.front() == '&' ? TakeEntity(text, out) : 0;
+    if (taken == 0) {
+        out += text.front();
+        taken = 1;
+    }
+    text.remove_prefix(taken);
+}
+
+std::vector<SamiPiece> SamiPiecesOf(std::string_view text) {
+    std::vector<SamiPiece> pieces;
+    while (!text.empty()) {
+        if (text.front() != '<' || !TakeMarkup(text, pieces)) {
+            TakeText(text, pieces);
+        }
+    }
+    return pieces;
 }
 
 // --- lines ---------------------------------------------------------------------------------------------------------
 
-// The last of the blanks is as wide as a Chinese character.
-static std::string_view WithoutBlanks(std::string_view line) {
+static const std::string_view kBlanks[] = {" ", "\t", "\xC2\xA0", "\xE3\x80\x80"};
+
+void TrimFront(std::string_view &text) {
     size_t sizeBefore = 0;
     do {
-        sizeBefore = line.size();
-        for (const std::string_view blank : {" ", "\t", "\xC2\xA0", "\xE3\x80\x80"}) {
-            line.remove_prefix(line.starts_with(blank) ? blank.size() : 0);
-            line.remove_suffix(line.ends_with(blank) ? blank.size() : 0);
+        sizeBefore = text.size();
+        for (const std::string_view blank : kBlanks) {
+            text.remove_prefix(text.starts_with(blank) ? blank.size() : 0);
         }
-    } while (line.size() != sizeBefore);
-    return line;
+    } while (text.size() != sizeBefore);
+}
+
+void TrimBack(std::string_view &text) {
+    size_t sizeBefore = 0;
+    do {
+        sizeBefore = text.size();
+        for (const std::string_view blank : kBlanks) {
+            text.remove_suffix(text.ends_with(blank) ? blank.size() : 0);
+        }
+    } while (text.size() != sizeBefore);
 }
 
 static std::string WithoutBlankLines(std::string_view text) {
     std::string lines;
     while (!text.empty()) {
         const size_t end = std::min(text.find_first_of("\r\n"), text.size());
-        const std::string_view line = WithoutBlanks(text.substr(0, end));
+        std::string_view line = text.substr(0, end);
+        TrimFront(line);
+        TrimBack(line);
         lines += !lines.empty() && !line.empty() ? "\n" : "";
         lines += line;
         text.remove_prefix(std::min(end + 1, text.size()));
@@ -152,14 +191,8 @@ static std::string WithoutBlankLines(std::string_view text) {
 
 std::string SamiText(std::string_view text) {
     std::string plain;
-    while (!text.empty()) {
-        const char ch = text.front();
-        size_t taken = ch == '<' ? TakeMarkup(text, plain) : (ch == '&' ? TakeEntity(text, plain) : 0);
-        if (taken == 0) {
-            plain += ch;
-            taken = 1;
-        }
-        text.remove_prefix(taken);
+    for (const SamiPiece &piece : SamiPiecesOf(text)) {
+        plain += piece.text;
     }
     return WithoutBlankLines(plain);
 }

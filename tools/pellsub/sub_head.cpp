@@ -115,20 +115,20 @@ bool BeginsWithPack(std::string_view bytes) {
     return bytes.starts_with(std::string_view("\x00\x00\x01\xBA", 4));
 }
 
-std::string HeadOf(FormatEntry *entry, const std::string &url, size_t size) {
-    const Protocol *protocol = PellProtocolOf(entry);
-    std::string bytes(size, '\0');
-    size_t used = 0;
+std::string HeadOf(const Protocol *protocol, const std::string &url, size_t size) {
+    static constexpr size_t kStep = 256 << 10;
+    std::string bytes;
     void *handle = nullptr;
     if (protocol->url_open(url.c_str(), 0, &handle) == 0) {
         int32_t count = 1;
-        while (used < size && count > 0) {
+        while (bytes.size() < size && count > 0) {
+            const size_t used = bytes.size();
+            bytes.resize(std::min(used + kStep, size));
             count = protocol->url_read(handle, reinterpret_cast<uint8_t *>(bytes.data()) + used,
-                                       static_cast<int32_t>(size - used));
-            used += static_cast<size_t>(std::max(count, 0));
+                                       static_cast<int32_t>(bytes.size() - used));
+            bytes.resize(used + static_cast<size_t>(std::max(count, 0)));
         }
         protocol->url_close(handle);
     }
-    bytes.resize(used);
     return bytes;
 }

@@ -27,5 +27,5 @@ std::string SubFormList();
 // Pictures in packets: the data file that goes with a VobSub index.
 bool BeginsWithPack(std::string_view bytes);
 
-// The first bytes of what the URL names, read as the plug-in reads it.
-std::string HeadOf(FormatEntry *entry, const std::string &url, size_t size);
+// The first bytes of what the URL names, read through the protocol that the plug-in reads it through.
+std::string HeadOf(const Protocol *protocol, const std::string &url, size_t size);

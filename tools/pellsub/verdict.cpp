@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 in the environment shows the plug-in's reasons";
+static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 before the command shows why";
 
 static std::string CuesText(uint64_t count, const char *cue = "cue") {
     return fmt::format("{} {}{}", count, cue, count == 1 ? "" : "s");
@@ -18,9 +18,9 @@ static std::string FailedText(const FileFacts &facts, const Findings &findings) 
 
 Problem UnknownFormat(bool url, const std::string &taken) {
     return {"unknown_format",
-            fmt::format("{} {}",
+            fmt::format("{} {}{}",
                         url ? "the plug-in takes no such URL; known extensions are" : "unknown extension; known are",
-                        taken)};
+                        taken, url ? "" : "; rename it if it is one of these")};
 }
 
 Problem NotOpened() {
@@ -39,11 +39,20 @@ Problem NoPacketFile(const std::string &packets) {
 }
 
 Problem NoPictures(const FileFacts &facts) {
-    return {"no_pictures", fmt::format("it is {}, which is text; only VobSub (.idx) has pictures", facts.formatTitle)};
+    return {"no_pictures", fmt::format("it is {}, which is text; only VobSub (.idx) has pictures, and dump shows text",
+                                       facts.formatTitle)};
+}
+
+Problem OnlyPictures(const FileFacts &facts) {
+    return {"only_pictures",
+            fmt::format("it is {}, whose cues are pictures and have no text; pellsub render draws them",
+                        facts.formatTitle)};
 }
 
 Problem RateNotExact(const FileFacts &facts) {
-    return {"rate_not_exact", fmt::format("the rate cannot be passed exactly; {} frames/s is passed", facts.frameRate)};
+    return {
+        "rate_not_exact",
+        fmt::format("the rate of --fps cannot be had exactly; times are reckoned with {} frames/s", facts.frameRate)};
 }
 
 static bool IsUtf32(const FileFacts &facts) {
@@ -60,7 +69,8 @@ static Problem NoCue(const FileFacts &facts) {
         return {"no_stream", "no stream found in it; an index has languages (id: en, index: 0) with time stamps"};
     }
     return {"no_cue",
-            fmt::format("no cue found in it; its name says {}, its content does not look like it", facts.formatTitle)};
+            fmt::format("no cue found in it; its name says {}, its content does not look like it; is it whole?",
+                        facts.formatTitle)};
 }
 
 static std::optional<Problem> WhyNothing(const FileFacts &facts, const Findings &findings) {
@@ -154,5 +164,5 @@ Problem NotIndexed(const FileFacts &facts) {
     if (facts.format != nullptr && std::string_view(facts.format) == "sub") {
         return NoSubCue(facts);
     }
-    return {"index_failed", fmt::format("the plug-in cannot make sense of it; {}", kSeeLog)};
+    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeLog)};
 }

@@ -27,6 +27,7 @@ Problem NotOpened();
 Problem IsPacketFile(const std::string &index, bool found);
 Problem NoPacketFile(const std::string &packets);
 Problem NoPictures(const FileFacts &facts);
+Problem OnlyPictures(const FileFacts &facts);
 Problem RateNotExact(const FileFacts &facts);
 Problem NotIndexed(const FileFacts &facts);
 Problem Interrupted(const Findings &findings);

@@ -1,0 +1,291 @@
+// Cues to files of another format.
+#include "tools/pellsub/convert_run.h"
+
+#include "charset/pell_charset.h"
+#include "tools/pellsub/cue_text.h"
+#include "tools/pellsub/safe_file.h"
+#include "tools/pellsub/source_text.h"
+#include "tools/pellsub/terminal_text.h"
+#include "tools/pellsub/time_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+// How long a cue is shown whose end is not known, at most.
+static constexpr int64_t kLongestGuessMs = 5000;
+// Files can tell any time. Some thousand years are enough, and can be reckoned with.
+static constexpr int64_t kFarthestMs = 100'000'000'000'000;
+static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
+
+std::optional<std::string> BeginConvert(ConvertRun &run) {
+    struct stat status = {};
+    const char *directory = run.directory.c_str();
+    if (!run.directory.empty() && mkdir(directory, 0777) != 0 && errno != EEXIST) {
+        return fmt::format("{}: cannot be made: {}", run.directory, std::strerror(errno));
+    }
+    if (!run.directory.empty() && (stat(directory, &status) != 0 || !S_ISDIR(status.st_mode))) {
+        return fmt::format("{}: is there already and no directory", run.directory);
+    }
+    const bool toFile = !run.output.empty() && run.output != "-";
+    const auto problem = toFile ? FileInTheWay(run.output, run.overwrite) : std::nullopt;
+    return problem ? std::optional(problem->message) : std::nullopt;
+}
+
+// --- cues ----------------------------------------------------------------------------------------------------------
+
+static int64_t WantedTime(const ConvertRun &run, int64_t ms) {
+    ms = std::clamp(ms, -kFarthestMs, kFarthestMs);
+    const int64_t paced = run.speed == 1 ? ms : std::llround(static_cast<double>(ms) * run.speed);
+    return paced + std::clamp(run.shiftMs, -kFarthestMs, kFarthestMs);
+}
+
+// What stands in the file from the cue's position on, at least as far as the cue goes, as the plug-in would deliver it.
+static std::string SourceOf(const FileFacts &facts, const Cue &cue) {
+    if (cue.position < 0 || static_cast<uint64_t>(cue.position) >= facts.bytes.size()) {
+        return {};
+    }
+    const std::string_view bytes = facts.bytes;
+    const std::string_view part = bytes.substr(static_cast<size_t>(cue.position), SVR_SUB_STR_IN_MAX_LEN);
+    std::string text = Converted(part, facts.codeType, PELL_CODE_UTF8);
+    for (size_t at = text.find('\t'); at != std::string::npos; at = text.find('\t', at)) {
+        text.replace(at, 1, "    ");
+    }
+    return text;
+}
+
+// Control characters go, and what is no UTF-8 is replaced: whatever is written can be read.
+static void MakeReadable(StyledText &text) {
+    for (TextLine &line : text.lines) {
+        for (TextRun &run : line) {
+            const auto isControl = [](char ch) {
+                return (static_cast<unsigned char>(ch) < 0x20 && ch != '\t') || ch == 0x7F;
+            };
+            run.text.erase(std::remove_if(run.text.begin(), run.text.end(), isControl), run.text.end());
+            run.text = IsUtf8(run.text) ? run.text : Converted(run.text, PELL_CODE_UTF8, PELL_CODE_UTF8);
+        }
+    }
+}
+
+static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int number) {
+    if (run.streams.empty() || run.streams.back().number != number) {
+        CollectedStream &added = run.streams.emplace_back();
+        added.number = number;
+        for (const StreamFacts &stream : facts.streams) {
+            added.rules = stream.number == number ? MarkupRulesOf(facts, stream) : added.rules;
+        }
+    }
+    return run.streams.back();
+}
+
+static void ConvertBeginFile(Output &out, const FileFacts &) {
+    out.convert->streams.clear();
+    out.convert->counts = {};
+}
+
+// Lyrics say when a line begins and never when it ends; for them the plug-in tells an end that is none.
+static void ConvertCue(Output &out, const FileFacts &facts, const Cue &cue) {
+    ConvertRun &run = *out.convert;
+    CollectedStream &stream = StreamOf(run, facts, cue.stream);
+    const bool noEnd = stream.rules.format == "lrc" && cue.endMs == cue.startMs;
+    CollectedCue added{.startMs = WantedTime(run, cue.startMs)};
+    if (cue.endMs && !noEnd) {
+        added.endMs = std::max(WantedTime(run, *cue.endMs), added.startMs);
+    }
+    if (IsBlank(cue.text)) {
+        stream.cues.push_back(added);
+        return;
+    }
+    for (const StyledText &text : StyledTextsOf(stream.rules, cue, SourceOf(facts, cue))) {
+        added.text = text;
+        MakeReadable(added.text);
+        stream.cues.push_back(added);
+    }
+}
+
+// --- times ---------------------------------------------------------------------------------------------------------
+
+// The next cue ends one that does not say when it ends.
+static int64_t EndOf(const std::vector<CollectedCue> &cues, size_t i) {
+    if (cues[i].endMs) {
+        return *cues[i].endMs;
+    }
+    const auto next = std::upper_bound(cues.begin() + static_cast<std::ptrdiff_t>(i), cues.end(), cues[i].startMs,
+                                       [](int64_t start, const CollectedCue &cue) { return start < cue.startMs; });
+    const int64_t latest = cues[i].startMs + kLongestGuessMs;
+    return next != cues.end() ? std::min(next->startMs, latest) : latest;
+}
+
+// To the nearest unit, which keeps the order. What lasted a moment goes on to do so.
+static void RoundTimes(int64_t unit, ConvertedCue &cue) {
+    const bool lasts = cue.endMs > cue.startMs;
+    cue.startMs = (cue.startMs + unit / 2) / unit * unit;
+    cue.endMs = (cue.endMs + unit / 2) / unit * unit;
+    cue.endMs = lasts && cue.endMs == cue.startMs ? cue.startMs + unit : cue.endMs;
+}
+
+static std::vector<ConvertedCue> FinishedCues(CollectedStream &stream, const TargetFormat &target,
+                                              ConvertCounts &counts) {
+    std::stable_sort(stream.cues.begin(), stream.cues.end(),
+                     [](const CollectedCue &a, const CollectedCue &b) { return a.startMs < b.startMs; });
+    std::vector<ConvertedCue> finished;
+    for (size_t i = 0; i < stream.cues.size(); i++) {
+        ConvertedCue cue{stream.cues[i].startMs, EndOf(stream.cues, i), stream.cues[i].text};
+        const bool over = cue.startMs < 0 && cue.endMs <= 0;
+        if (IsBlank(PlainTextOf(cue.text)) || over) {
+            counts.leftOut += over && !cue.text.lines.empty() ? 1u : 0u;
+            continue;
+        }
+        counts.early += cue.startMs < 0 ? 1u : 0u;
+        counts.late += cue.endMs > target.latestMs ? 1u : 0u;
+        cue.startMs = std::max<int64_t>(cue.startMs, 0);
+        RoundTimes(target.unitMs, cue);
+        finished.push_back(std::move(cue));
+    }
+    return finished;
+}
+
+static std::string CuesText(uint64_t count) {
+    return fmt::format("{} cue{}", count, count == 1 ? "" : "s");
+}
+
+static void WarnOfTimes(const ConvertCounts &counts, const TargetFormat &target, FileFacts &facts) {
+    const auto warn = [&](const char *kind, uint64_t count, const std::string &what) {
+        if (count > 0) {
+            facts.warnings.push_back({kind, CuesText(count) + what});
+        }
+    };
+    warn("times_clamped", counts.early, " would begin before 0 and now begin at 0");
+    warn("cues_left_out", counts.leftOut, " left out: over before 0");
+    warn("times_too_late", counts.late,
+         fmt::format(" after {}, the last time that is sure to be understood in this format",
+                     TimeText(target.latestMs)));
+}
+
+// --- names ---------------------------------------------------------------------------------------------------------
+
+// Only letters, digits and what joins them: a language is whatever a file says.
+static std::string NamePart(std::string_view language) {
+    std::string name;
+    for (const char ch : language.substr(0, kMaxLanguage)) {
+        const auto byte = static_cast<unsigned char>(ch);
+        const bool joins = ch == '-' && !name.empty();
+        name += byte < 0x80 && (std::isalnum(byte) != 0 || joins)
+                    ? std::string(1, static_cast<char>(std::tolower(byte)))
+                    : "";
+    }
+    return name;
+}
+
+// Empty where the name says it already, or where there is nothing to say.
+static std::string StreamTag(const StreamFacts &stream, const std::string &stem) {
+    const std::string language = NamePart(stream.language);
+    if (stream.sharesLanguage) {
+        return fmt::format(".{}{}{}", language, language.empty() ? "" : "-", stream.number);
+    }
+    const size_t point = stem.rfind('.');
+    const bool said = point != std::string::npos && NamePart(stem.substr(point + 1)) == language;
+    return language.empty() || said ? "" : "." + language;
+}
+
+// "movie.smi" to "movie.ko.vtt", beside it or in the directory.
+static std::string PathFor(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream) {
+    if (!run.output.empty()) {
+        return run.output;
+    }
+    const size_t slash = facts.name.rfind('/');
+    const std::string place = slash == std::string::npos ? "" : facts.name.substr(0, slash + 1);
+    const std::string name = facts.name.substr(place.size());
+    const std::string stem = name.substr(0, name.rfind('.'));
+    const std::string directory = run.directory.empty() ? place : run.directory + "/";
+    return directory + stem + StreamTag(stream, stem) + "." + run.format;
+}
+
+// --- files ---------------------------------------------------------------------------------------------------------
+
+static std::optional<Problem> WriteDocument(const Output &out, const std::string &path, const std::string &document,
+                                            size_t cues) {
+    ConvertRun &run = *out.convert;
+    if (!run.written.insert(path).second) {
+        return Problem{"file_exists", fmt::format("{} was written in this run already, from another file or stream; "
+                                                  "--dir or --stream keeps them apart",
+                                                  path)};
+    }
+    if (path == "-") {
+        Put(out, document);
+        return std::nullopt;
+    }
+    auto problem = WriteFileSafely(path, document, run.overwrite);
+    if (!problem) {
+        Put(out, fmt::format("{}: {}\n", path, CuesText(cues)));
+    }
+    return problem;
+}
+
+// A stream without text was warned of, and is not written.
+static bool WriteStream(const Output &out, const StreamFacts &facts, CollectedStream &stream, FileFacts &file) {
+    ConvertRun &run = *out.convert;
+    const TargetFormat &target = TargetNamed(run.format);
+    const ConvertedStream converted{facts.language, facts.title, FinishedCues(stream, target, run.counts)};
+    if (converted.cues.empty()) {
+        return false;
+    }
+    const auto problem = WriteDocument(out, PathFor(run, file, facts), target.write(converted), converted.cues.size());
+    if (problem) {
+        file.warnings.push_back(*problem);
+    }
+    return !problem;
+}
+
+static bool HasText(const CollectedStream &stream) {
+    return std::any_of(stream.cues.begin(), stream.cues.end(),
+                       [](const CollectedCue &cue) { return !cue.text.lines.empty(); });
+}
+
+static std::optional<Problem> TooManyStreams(const ConvertRun &run) {
+    const auto count = std::count_if(run.streams.begin(), run.streams.end(), HasText);
+    if (run.output.empty() || count < 2) {
+        return std::nullopt;
+    }
+    return Problem{"many_streams",
+                   fmt::format("it has {} streams, and -o names one file; --stream takes one, --dir all", count)};
+}
+
+static size_t WriteStreams(const Output &out, FileFacts &facts) {
+    size_t written = 0;
+    for (CollectedStream &stream : out.convert->streams) {
+        const auto found = std::find_if(facts.streams.begin(), facts.streams.end(),
+                                        [&](const StreamFacts &s) { return s.number == stream.number; });
+        written += found != facts.streams.end() && WriteStream(out, *found, stream, facts) ? 1u : 0u;
+    }
+    return written;
+}
+
+// What was in the way of the only file is what went wrong.
+static void ConvertConclude(Output &out, FileFacts &facts) {
+    ConvertRun &run = *out.convert;
+    if (facts.error) {
+        return;
+    }
+    facts.error = TooManyStreams(run);
+    if (facts.error) {
+        return;
+    }
+    const size_t warningsBefore = facts.warnings.size();
+    const size_t written = WriteStreams(out, facts);
+    if (written == 0 && facts.warnings.size() > warningsBefore) {
+        facts.error = facts.warnings.back();
+        facts.warnings.pop_back();
+    }
+    WarnOfTimes(run.counts, TargetNamed(run.format), facts);
+    if (written == 0 && !facts.error) {
+        facts.error = Problem{"nothing_written", "there is nothing to read in it, and nothing was written"};
+    }
+    run.streams.clear();
+}
+
+const ReportWriter kConvert = {.beginFile = ConvertBeginFile, .cue = ConvertCue, .conclude = ConvertConclude};

@@ -1,0 +1,298 @@
+// Text SUB: what each of its forms trips over.
+#include "tools/pellsub/repair_blocks.h"
+#include "tools/pellsub/sub_head.h"
+#include "tools/pellsub/timing_clock.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+
+static std::string_view WithoutBlanks(std::string_view text) {
+    text = WithoutLead(text);
+    return text.substr(0, text.find_last_not_of(" \t") + 1);
+}
+
+// Takes a whole number, a sign allowed, off the front.
+static std::optional<int64_t> TakeNumber(std::string_view &text) {
+    int64_t number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (parsed.ec != std::errc()) {
+        return std::nullopt;
+    }
+    text.remove_prefix(static_cast<size_t>(parsed.ptr - text.data()));
+    return number;
+}
+
+// --- MicroDVD ------------------------------------------------------------------------------------------------------
+
+struct FrameLine {
+    int64_t start = 0;
+    std::optional<int64_t> end;
+    std::string_view text;
+};
+
+// "{1}{2}text", or with square brackets.
+static std::optional<FrameLine> FrameLineOf(std::string_view text, char opening, char closing) {
+    FrameLine line;
+    const auto take = [&](char ch) {
+        const bool there = text.starts_with(ch);
+        text.remove_prefix(there ? 1 : 0);
+        return there;
+    };
+    if (!take(opening)) {
+        return std::nullopt;
+    }
+    const auto start = TakeNumber(text);
+    if (!start || !take(closing) || !take(opening)) {
+        return std::nullopt;
+    }
+    line.start = *start;
+    line.end = TakeNumber(text);
+    if (!take(closing)) {
+        return std::nullopt;
+    }
+    line.text = text;
+    return line;
+}
+
+// A line that begins with a word in braces sets defaults for other players.
+static void RepairMicrodvd(Repair &repair) {
+    repair.frames = true;
+    for (size_t i = 0; i < repair.source.lines.size(); i++) {
+        const std::string &text = repair.source.lines[i].text;
+        const std::string_view trimmed = WithoutLead(text);
+        const auto line = FrameLineOf(trimmed, '{', '}');
+        const bool moved = repair.mend && line && trimmed.size() < text.size();
+        if (moved) {
+            NoteMended(repair, FINDING_TIME_SPELLING, i + 1, text);
+        } else if (!line && !trimmed.empty() && !trimmed.starts_with("{DEFAULT}")) {
+            NoteLeft(repair, FINDING_LINE_NOT_UNDERSTOOD, i + 1, text);
+        }
+        repair.lines.emplace_back(moved ? trimmed : std::string_view(text));
+        if (line && !line->text.empty()) {
+            repair.cues.push_back({i + 1, line->start, line->end});
+        }
+    }
+}
+
+// Tenths of a second are frames of a film that shows ten a second.
+static bool RepairTenths(Repair &repair) {
+    const auto isTenths = [](const SourceLine &line) {
+        return FrameLineOf(WithoutLead(line.text), '[', ']').has_value();
+    };
+    const auto &lines = repair.source.lines;
+    const auto first = std::find_if(lines.begin(), lines.end(), isTenths);
+    if (!repair.mend || first == lines.end()) {
+        return false;
+    }
+    NoteMended(repair, FINDING_OTHER_FORM, static_cast<size_t>(first - lines.begin()) + 1, first->text);
+    repair.lines.emplace_back("{1}{1}10");
+    for (const SourceLine &line : lines) {
+        const auto frames = FrameLineOf(WithoutLead(line.text), '[', ']');
+        const std::string end = frames && frames->end ? fmt::format("{}", std::max<int64_t>(*frames->end, 0)) : "";
+        repair.lines.push_back(
+            frames ? fmt::format("{{{}}}{{{}}}{}", std::max<int64_t>(frames->start, 0), end, frames->text) : line.text);
+    }
+    return true;
+}
+
+// --- SubViewer -----------------------------------------------------------------------------------------------------
+
+static std::string SubviewerClock(const Clock &clock, char mark, bool common) {
+    static constexpr int64_t kAnyHours = 999999;
+    const std::string fraction = common ? FractionText(clock, 3) : (clock.fraction.empty() ? "0" : clock.fraction);
+    return clock.negative ? fmt::format("00:00:00{}0", mark)
+                          : fmt::format("{}{}{}", *FieldsText(clock.seconds, kAnyHours), mark, fraction);
+}
+
+static std::optional<BlockTime> SubviewerTime(const Repair &repair, std::string_view text) {
+    const auto line = TimeLineOf(text);
+    if (!line) {
+        return std::nullopt;
+    }
+    const std::string_view marks = line->comma ? "." : ",.";
+    const auto isRead = [&](const Clock &clock) {
+        return !clock.negative && clock.groups == 3 && !clock.fraction.empty() &&
+               marks.find(clock.mark) != std::string_view::npos;
+    };
+    const bool negative = line->start.negative || line->end.negative;
+    const bool read = (line->comma || line->usualArrow) && isRead(line->start) && isRead(line->end) &&
+                      line->before.find_first_not_of(" \t") == line->before.npos;
+    const bool shortFraction = line->start.fraction.size() != 3 || line->end.fraction.size() != 3;
+    BlockTime time;
+    time.usual = read && !(repair.common && shortFraction);
+    time.kind = negative ? FINDING_NEGATIVE_TIME : (read ? FINDING_SHORT_FRACTION : FINDING_TIME_SPELLING);
+    const char mark = line->comma ? '.' : ',';
+    time.written = fmt::format("{}{}{}", SubviewerClock(line->start, mark, repair.common), line->comma ? "," : " --> ",
+                               SubviewerClock(line->end, mark, repair.common));
+    time.startMs = LiteralMs(line->start);
+    time.endMs = LiteralMs(line->end);
+    return time;
+}
+
+// --- MPSub ---------------------------------------------------------------------------------------------------------
+
+static std::optional<double> TakeDecimal(std::string_view &text) {
+    const std::string digits(text.substr(0, text.find_first_not_of("+-.,0123456789")));
+    std::string pointed = digits;
+    std::replace(pointed.begin(), pointed.end(), ',', '.');
+    double number = 0;
+    const size_t plus = pointed.starts_with('+') ? 1 : 0;
+    const auto parsed = std::from_chars(pointed.data() + plus, pointed.data() + pointed.size(), number);
+    if (parsed.ec != std::errc() || parsed.ptr != pointed.data() + pointed.size()) {
+        return std::nullopt;
+    }
+    text.remove_prefix(digits.size());
+    return number;
+}
+
+struct MpsubTimes {
+    double wait = 0, duration = 0;
+};
+
+static std::optional<MpsubTimes> MpsubTimesOf(std::string_view text) {
+    std::string_view rest = WithoutBlanks(text);
+    const auto wait = TakeDecimal(rest);
+    const bool blank = rest.starts_with(' ') || rest.starts_with('\t');
+    rest = WithoutLead(rest);
+    const auto duration = wait && blank ? TakeDecimal(rest) : std::nullopt;
+    return duration && rest.empty() ? std::optional(MpsubTimes{*wait, *duration}) : std::nullopt;
+}
+
+static std::optional<BlockTime> MpsubTime(const Repair &, std::string_view text) {
+    const auto times = MpsubTimesOf(text);
+    if (!times) {
+        return std::nullopt;
+    }
+    BlockTime time;
+    time.usual = text.find(',') == text.npos && WithoutLead(text).size() == text.size();
+    time.written = fmt::format("{} {}", times->wait, times->duration);
+    return time;
+}
+
+// "FORMAT=25" counts frames: seconds in their place say what was meant.
+static void RetimeMpsub(Repair &repair) {
+    double rate = 0;
+    bool inText = false;
+    for (std::string &line : repair.lines) {
+        std::string_view rest = line;
+        rest.remove_prefix(rest.starts_with("FORMAT=") ? 7 : 0);
+        const auto times = MpsubTimesOf(line);
+        if (rest.size() < line.size()) {
+            rate = TakeDecimal(rest).value_or(0);
+            line = rate > 0 ? "FORMAT=TIME" : line;
+        } else if (times && rate > 0 && !inText) {
+            line = fmt::format("{:.6f} {:.6f}", times->wait / rate, times->duration / rate);
+        }
+        inText = (inText || times) && !WithoutLead(line).empty();
+    }
+}
+
+// --- DVD subtitle text ---------------------------------------------------------------------------------------------
+
+struct DvdTime {
+    int64_t seconds = 0;
+    std::string fraction;
+    std::string_view rest;
+};
+
+static std::optional<DvdTime> DvdTimeOf(std::string_view text) {
+    text = WithoutLead(text);
+    if (!text.starts_with("{T")) {
+        return std::nullopt;
+    }
+    text.remove_prefix(2);
+    const auto clock = TakeClock(text);
+    return clock && clock->groups == 3 ? std::optional(DvdTime{clock->seconds, clock->fraction, text}) : std::nullopt;
+}
+
+static std::string DvdLine(const Repair &repair, const DvdTime &time) {
+    const std::string fraction = time.fraction.empty() ? "0" : time.fraction;
+    const bool hundredths = repair.common && fraction.size() <= 2;
+    return fmt::format("{{T {}:{}{}", *FieldsText(time.seconds, 999999), fraction, hundredths ? "0" : "");
+}
+
+// A brace in a line's first or second place closes a cue.
+static bool ClosesDvdCue(std::string_view text) {
+    return text.substr(0, 2).find('}') != text.npos;
+}
+
+static void RepairDvdText(Repair &repair) {
+    size_t open = 0; // the line that opened a cue
+    for (size_t i = 0; i < repair.source.lines.size(); i++) {
+        const std::string &text = repair.source.lines[i].text;
+        const auto time = DvdTimeOf(text);
+        const bool closes = !time && ClosesDvdCue(text);
+        if (time && open != 0 && repair.mend) {
+            NoteMended(repair, FINDING_NOT_CLOSED, open);
+            repair.lines.emplace_back("}");
+        }
+        const bool behind = time && repair.mend && !WithoutBlanks(time->rest).empty();
+        if (behind || (time && repair.mend && !text.starts_with("{T"))) {
+            NoteMended(repair, FINDING_TIME_SPELLING, i + 1, text);
+        }
+        repair.lines.push_back(time && (repair.common || repair.mend) ? DvdLine(repair, *time) : text);
+        if (behind) {
+            repair.lines.emplace_back(WithoutBlanks(time->rest));
+        }
+        open = time ? i + 1 : (closes ? 0 : open);
+        std::string &last = repair.lines.back();
+        if (repair.mend && open != 0 && last.size() > 2 && last.ends_with('}') && (behind || !time)) {
+            last.pop_back();
+            NoteMended(repair, FINDING_NOT_CLOSED, open);
+            repair.lines.emplace_back("}");
+            open = 0;
+        }
+    }
+    if (open != 0 && repair.mend) {
+        NoteMended(repair, FINDING_NOT_CLOSED, open);
+        repair.lines.emplace_back("}");
+    }
+}
+
+// --- the form ------------------------------------------------------------------------------------------------------
+
+// The first lines without what stands in front of them, so that blanks there do not hide the form.
+static std::string HeadText(const SourceText &source) {
+    std::string head;
+    for (size_t i = 0; i < std::min<size_t>(source.lines.size(), 100); i++) {
+        head += std::string(WithoutLead(source.lines[i].text)) + "\n";
+    }
+    return head;
+}
+
+void RepairSub(Repair &repair) {
+    const SubForm *form = SubHeadOf(HeadText(repair.source)).form;
+    const auto &lines = repair.source.lines;
+    const bool timed = form == nullptr && std::any_of(lines.begin(), lines.end(), [](const SourceLine &line) {
+                           return TimeLineOf(line.text).has_value();
+                       });
+    const std::string_view name = form != nullptr ? form->name : (timed ? "subviewer" : "");
+    if (name == "subviewer") {
+        RepairBlocks(repair, {.timeOf = SubviewerTime,
+                              .header = true,
+                              .numbers = true,
+                              .tight = true,
+                              .oneBlank = true,
+                              .closed = true,
+                              .maxBytes = 0});
+    } else if (name == "mpsub") {
+        RepairBlocks(repair, {.timeOf = MpsubTime,
+                              .header = true,
+                              .numbers = false,
+                              .tight = false,
+                              .oneBlank = false,
+                              .closed = true,
+                              .maxBytes = 0});
+        if (repair.common) {
+            RetimeMpsub(repair);
+        }
+    } else if (name == "dvdsubtitle") {
+        RepairDvdText(repair);
+    } else if (name == "microdvd") {
+        RepairMicrodvd(repair);
+    } else if (!RepairTenths(repair)) {
+        std::transform(lines.begin(), lines.end(), std::back_inserter(repair.lines),
+                       [](const SourceLine &line) { return line.text; });
+    }
+}

@@ -1,0 +1,15 @@
+// Files that are there whole, or not at all.
+#pragma once
+
+#include "tools/pellsub/report.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Writes beside the place and renames. A link is replaced, not followed. Nothing, or why the file is not written: of
+// kind "file_exists" when one was there and stays.
+std::optional<Problem> WriteFileSafely(const std::string &path, std::string_view bytes, bool overwrite);
+
+// What WriteFileSafely would say of a file that is there now. For asking before the work is done.
+std::optional<Problem> FileInTheWay(const std::string &path, bool overwrite);
