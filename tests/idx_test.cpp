@@ -208,8 +208,8 @@ TEST_F(IdxTest, PacksToUnits) {
         {Pack(Big16(9) + "12345678"), "en !|", "parse pes error, parsed size != datasize!", "IdxReadNode"},
         {std::string(23, 'x'), "en !|", "_IDX_PARSE_Pes failed!", "IdxReadNode"},
         {Pack(Big16(9)), "en !|", "_IDX_READ_Node url_read pos failed! .sub file unstandard", "IdxReadNode"},
-        {Unit('a', 65535).substr(0, size_t{2048} * 9), "en !|", "_IDX_READ_Node url_read pos failed! .sub file unstandard",
-         "IdxReadNode"},
+        {Unit('a', 65535).substr(0, size_t{2048} * 9), "en !|",
+         "_IDX_READ_Node url_read pos failed! .sub file unstandard", "IdxReadNode"},
     };
     for (const auto &stRow : s_astRows) {
         HostReset();
