@@ -7,11 +7,11 @@ static FormatEntry *const s_apstDemuxers[] = {
     &g_srtDemuxer, &g_lrcDemuxer, &g_smiDemuxer, &g_idxDemuxer, &g_subDemuxer, &g_assDemuxer,
 };
 
-static FormatEntry *g_demuxerHead;
-static uint8_t g_demuxerRegistered;
+static FormatEntry *s_pstDemuxerHead;
+static uint8_t s_bDemuxerRegistered;
 
 static void DemuxerAppend(FormatEntry *pstDemuxer) {
-    FormatEntry **ppstLink = &g_demuxerHead;
+    FormatEntry **ppstLink = &s_pstDemuxerHead;
     while (*ppstLink != nullptr) {
         ppstLink = &(*ppstLink)->pstNext;
     }
@@ -20,15 +20,15 @@ static void DemuxerAppend(FormatEntry *pstDemuxer) {
 }
 
 FormatEntry *DemuxerRegister(const char *pszUrl, Protocol *pstProtocol) {
-    if (g_demuxerRegistered == 0) {
+    if (s_bDemuxerRegistered == 0) {
         for (FormatEntry *pstDemuxer : s_apstDemuxers) {
             DemuxerAppend(pstDemuxer);
         }
-        g_demuxerRegistered = 1;
+        s_bDemuxerRegistered = 1;
     } else {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "alredy regist demuxer");
     }
-    for (FormatEntry *pstDemuxer = g_demuxerHead; pstDemuxer != nullptr; pstDemuxer = pstDemuxer->pstNext) {
+    for (FormatEntry *pstDemuxer = s_pstDemuxerHead; pstDemuxer != nullptr; pstDemuxer = pstDemuxer->pstNext) {
         if (pstDemuxer->fmt_find != nullptr && pstDemuxer->fmt_find(pszUrl, pstProtocol) == 0) {
             return pstDemuxer;
         }

@@ -39,7 +39,7 @@ extern "C" {
 /* u32Duration of a cue whose end is not known. */
 #define SUB_DURATION_UNKNOWN 0xFFFFFFFFu
 
-/* Bytes of a raw line or cue; longer lines are cut, cues of this size or more skipped. */
+/* Bytes of a raw line or cue; longer lines are cut; cues of this size or more are skipped (text SUB: cut). */
 #define SVR_SUB_STR_IN_MAX_LEN 2560
 
 /* Bytes of a buffer for converted text; the text itself always stays below it. */
@@ -108,7 +108,7 @@ typedef struct FmtFrame {
     uint32_t u32Duration;      /* ms; SUB_DURATION_UNKNOWN when the end is not known */
     uint32_t u32FrameRate;     /* the video's rate as the host passes it in: whole frames per second in the upper
                                   16 bits, decimal digits of the fraction in the lower, 0 unknown. SMI leaves the
-                                  lower half of the cue's position here */
+                                  lower half of the cue's position here, lyrics 0 */
     uint8_t au8HostOwned[72];  /* host-owned */
 } FmtFrame;
 
@@ -142,7 +142,8 @@ typedef struct CharsetOps {
        best guess. 0 is success and *ps32CodeType set. */
     int32_t (*getCodeType)(void *hCharset, const uint8_t *pu8Text, int32_t s32Len, int32_t s32Hint,
                            int32_t *ps32CodeType);
-    /* Converts. *ps32OutLen: capacity in, bytes produced out. *ps32Used: bytes of input consumed. 0 is success. */
+    /* Converts. *ps32OutLen: capacity in, bytes produced out. *ps32Used: bytes of input consumed. The input may begin
+       at any address, and no terminator follows it. 0 is success. */
     int32_t (*convert)(void *hCharset, uint8_t *pu8Out, int32_t *ps32OutLen, const uint8_t *pu8In, int32_t s32InLen,
                        int32_t s32SrcCodeType, int32_t s32DstCodeType, int32_t *ps32Used);
     /* Never called, but must not be null. */
@@ -168,9 +169,10 @@ typedef int32_t (*FmtReadFn)(void *hFmt, FmtFrame *pstFrame);
 typedef int32_t (*FmtFreeFn)(void *hFmt, FmtFrame *pstFrame);
 /* enum InvokeCommand says what each command takes; unknown commands give 0. */
 typedef int32_t (*FmtInvokeFn)(void *hFmt, int32_t s32Command, void *pvArg);
-/* 0: the next read delivers the first cue that ends at the time (ms) or after it; lyrics and VobSub: the last one that
-   begins before it, too. -1: there is none; nothing moves (text SUB: 0, and the next read gives -2). Time 0 is the
-   first cue. Selects the stream where there are several. */
+/* 0: the next read delivers the first cue that ends at the time (ms) or after it; lyrics: the last one that begins at
+   the time or before it; VobSub: the one before the first, but for the last, that begins at the time or later. -1:
+   there is none; nothing moves (text SUB: 0, and the next read gives -2). Time 0 is the first cue (lyrics: as any other
+   time). Selects the stream where there are several. */
 typedef int32_t (*FmtSeekPtsFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pts);
 /* Not supported by any demuxer: -1. */
 typedef int64_t (*FmtSeekPosFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pos);
@@ -179,7 +181,8 @@ typedef int32_t (*FmtCloseFn)(void *hFmt);
 
 /* 0 when the protocol serves the URL, -1 when not. */
 typedef int32_t (*UrlFindFn)(const char *pszUrl);
-/* 0 and *phUrl set; the handle is the caller's until url_close. Flags: 1 create for writing, all else reading. */
+/* 0 and *phUrl set; the handle is the caller's until url_close. Flags: 1 create for writing, which the
+   file protocol refuses; all else reading. */
 typedef int32_t (*UrlOpenFn)(const char *pszUrl, int32_t s32Flags, void **phUrl);
 /* Bytes delivered, possibly fewer than asked, even 0 at the end; -1 when nothing is left or on error. */
 typedef int32_t (*UrlReadFn)(void *hUrl, uint8_t *pu8Buf, int32_t s32Size);

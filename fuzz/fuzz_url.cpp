@@ -41,7 +41,7 @@ static void UrlCheckHandle(const SvrFileHandle *pstFile) {
 // Reads, and compares with what stands there.
 static void UrlRead(void *hUrl, const SvrFileHandle *pstFile, int32_t s32Size) {
     const int64_t s64Before = pstFile->s64CurPos + (UrlHasRange(pstFile) ? pstFile->s64FileOffset : 0);
-    const bool bKnown = pstFile->bPosKnown != 0 && g_fuzzHost.stFaults.u32FailSeekAt == 0;
+    const bool bKnown = pstFile->bSeeksAgree != 0 && g_fuzzHost.stFaults.u32FailSeekAt == 0;
     // At the end of a block, so that a byte too many is seen.
     static const std::unique_ptr<uint8_t[]> s_pu8Room(new uint8_t[URL_READ_MAX]);
     uint8_t *pu8Read = s_pu8Room.get() + URL_READ_MAX - std::max(s32Size, 0);

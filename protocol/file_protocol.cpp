@@ -131,7 +131,7 @@ static int32_t SvrFileOpenGetFileInfo(SvrFileHandle *pstFile, const char *pszUrl
 
 static int32_t SvrFileOpenUrl(SvrFileHandle *pstFile, const char *pszPath, int32_t s32Flags) {
     const bool bFromStart = pstFile->s32Fd == -1 && pstFile->s64FileOffset == 0;
-    pstFile->bPosKnown = bFromStart || SvrFileHasRange(pstFile) ? 1 : 0;
+    pstFile->bSeeksAgree = bFromStart || SvrFileHasRange(pstFile) ? 1 : 0;
     if (pstFile->s32Fd >= 1) {
         PlayerPrintf(PLAYER_LOG_INFO, __func__, __LINE__, "file is already open, fd=%d", pstFile->s32Fd);
         return 0;
@@ -234,9 +234,7 @@ static int32_t SvrFileReadGetCurPos(const SvrFileHandle *pstFile, int64_t *ps64P
                      static_cast<long long>(s64Pos));
         return -1;
     }
-    if (ps64Pos != nullptr) {
-        *ps64Pos = s64Pos;
-    }
+    *ps64Pos = s64Pos;
     return 0;
 }
 
@@ -292,7 +290,7 @@ static int32_t SvrFileRead(void *hUrl, uint8_t *pu8Buf, int32_t s32Size) {
 static int64_t SvrFileSeekRefill(SvrFileHandle *pstFile, int64_t s64FdPos) {
     SvrFileFill(pstFile, SvrFileWithinRange(pstFile, s64FdPos, SVR_FILE_CACHE_SIZE));
     pstFile->s64CurPos = SvrFileHasRange(pstFile) ? s64FdPos - pstFile->s64FileOffset : s64FdPos;
-    pstFile->bPosKnown = 1;
+    pstFile->bSeeksAgree = SvrFileHasRange(pstFile) || pstFile->s64FileOffset == 0 ? 1 : 0;
     return pstFile->s64CurPos;
 }
 
@@ -307,10 +305,10 @@ static int64_t SvrFileSeekInCache(SvrFileHandle *pstFile, int64_t s64Step) {
     return pstFile->s64CurPos;
 }
 
-// Whether a backward seek may stay in the cache: a fill from the earlier position would end at the same place, and
-// count from the same one.
+// Whether a backward seek may stay in the cache: in a file that does not change, a fill from the earlier position would
+// end at the same place. A cache from before a range is left, as a step back in it could lead out of the range.
 static bool SvrFileMayStepBack(const SvrFileHandle *pstFile) {
-    return pstFile->bEof == 1 && pstFile->bPosKnown != 0;
+    return pstFile->bEof == 1 && pstFile->bSeeksAgree != 0 && pstFile->s64CurPos >= pstFile->pu8Cur - pstFile->au8Cache;
 }
 
 static int64_t SvrFileSeekSet(SvrFileHandle *pstFile, int64_t s64Target) {
@@ -400,3 +398,8 @@ constinit FormatEntry g_fileProtocol = {
     .url_close = SvrFileClose,
     .url_read_seek = SvrFileReadSeek,
 };
+
+bool SvrFileServes(const FormatEntry *pstEntry) {
+    return pstEntry == &g_fileProtocol && pstEntry->url_open == SvrFileOpen && pstEntry->url_read == SvrFileRead &&
+           pstEntry->url_seek == SvrFileSeek;
+}

@@ -16,5 +16,8 @@ struct SvrFileHandle {
     int32_t bEof;          // the last fill got less than it asked for
     int64_t s64FileLength; // length of the range; 0 or less: no range
     int64_t s64FileOffset; // start of the range
-    int32_t bPosKnown;     // 0 while s64CurPos counts from where the first fill began, not from the start of the file
+    int32_t bSeeksAgree;   // a seek to s64CurPos would lead to where pu8Cur stands; 0 where an offset has no range
 };
+
+// Whether a descriptor opens, reads and seeks with this protocol's own functions: a host may have put others in.
+bool SvrFileServes(const FormatEntry *pstEntry);

@@ -10,19 +10,19 @@ struct UrlHandle {
     void *hMember; // the handle of the protocol's url_open
 };
 
-static FormatEntry *g_protocolHead;
-static uint8_t g_protocolRegistered;
+static FormatEntry *s_pstProtocolHead;
+static uint8_t s_bProtocolRegistered;
 
 // Fills the registry on first use, then picks the first protocol that serves the URL, or null.
 static FormatEntry *UrlRegister(const char *pszUrl) {
-    if (g_protocolRegistered == 0) {
+    if (s_bProtocolRegistered == 0) {
         g_fileProtocol.pstNext = nullptr;
-        g_protocolHead = &g_fileProtocol;
-        g_protocolRegistered = 1;
+        s_pstProtocolHead = &g_fileProtocol;
+        s_bProtocolRegistered = 1;
     } else {
         SVR_LOG_RESULT(__func__, "already regist protocol", 0);
     }
-    for (FormatEntry *pstEntry = g_protocolHead; pstEntry != nullptr; pstEntry = pstEntry->pstNext) {
+    for (FormatEntry *pstEntry = s_pstProtocolHead; pstEntry != nullptr; pstEntry = pstEntry->pstNext) {
         if (pstEntry->url_find != nullptr && pstEntry->url_find(pszUrl) == 0) {
             return pstEntry;
         }
@@ -30,7 +30,7 @@ static FormatEntry *UrlRegister(const char *pszUrl) {
     return nullptr;
 }
 
-// The handle when its descriptor is there, so that a slot can be looked at; null after the error message otherwise.
+// The handle when its descriptor is there, so that a slot can be looked at; else null.
 static UrlHandle *UrlUsable(void *hUrl) {
     UrlHandle *pstUrl = static_cast<UrlHandle *>(hUrl);
     return pstUrl != nullptr && pstUrl->pstProtocolEntry != nullptr ? pstUrl : nullptr;
@@ -87,8 +87,6 @@ SvrFileHandle *SvrFileWindowOf(const Protocol *pstProtocol, void *hUrl) {
         return nullptr;
     }
     const UrlHandle *pstUrl = UrlUsable(hUrl);
-    if (pstUrl == nullptr || pstUrl->pstProtocolEntry != &g_fileProtocol || pstUrl->hMember == nullptr) {
-        return nullptr;
-    }
-    return static_cast<SvrFileHandle *>(pstUrl->hMember);
+    const bool bServed = pstUrl != nullptr && SvrFileServes(pstUrl->pstProtocolEntry);
+    return bServed ? static_cast<SvrFileHandle *>(pstUrl->hMember) : nullptr;
 }

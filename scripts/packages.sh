@@ -5,8 +5,8 @@ packages_check="clang-format binutils locales valgrind python3-jsonschema mandoc
 packages_analyze="clang-tidy cppcheck"
 packages_coverage="gcovr"
 packages_package="dpkg-dev fakeroot file"
-# Optional for the tests: the example for a real player is run in it.
-packages_player="mpv libmpv-dev xvfb x11-apps"
+# Optional for the tests: a player for the example plug-in, a browser for the pages, another reader for converted files.
+packages_outside="mpv libmpv-dev xvfb x11-apps chromium ffmpeg"
 # Optional for the build: pellsub draws pictures with them.
 packages_draw="libavcodec-dev libavutil-dev libpng-dev"
 packages_fuzz="clang libclang-rt-14-dev"

@@ -232,6 +232,9 @@ TEST_F(FileProtocolTest, WithoutARangePositionsAreTheFiles) {
     EXPECT_EQ(SvrUrlSeek(hUrl, 0, 2), 10);
     EXPECT_EQ(SvrUrlSeek(hUrl, 2, 0), 5);
     EXPECT_EQ(ReadToEnd(hUrl), "fghij");
+    EXPECT_EQ(SvrUrlSeek(hUrl, -10, 2), 0);
+    EXPECT_EQ(SvrUrlSeek(hUrl, 6, 0), 6);
+    EXPECT_EQ(SvrUrlSeek(hUrl, 2, 0), 5); // also back to what is cached
     SvrUrlClose(hUrl);
 }
 
@@ -294,7 +297,32 @@ TEST_F(FileProtocolTest, RefusesArgumentsWithoutMoving) {
     EXPECT_EQ(SvrUrlSeek(hUrl, -12, 2), -2);
     EXPECT_EQ(SvrUrlSeek(hUrl, s64Max, 0), -1);
     EXPECT_EQ(ReadToEnd(hUrl), "aa0123456789");
+    // Once back in the range, it cannot be left from where the reading stands.
+    EXPECT_EQ(SvrUrlSeek(hUrl, 1, 0), 1);
+    EXPECT_EQ(SvrUrlSeek(hUrl, -2, 1), -1);
+    EXPECT_EQ(ReadToEnd(hUrl), "123456789");
     SvrUrlClose(hUrl);
+}
+
+static UrlReadFn s_pfnOwnRead;
+static int s_sOneByteReads;
+
+static int32_t CountingRead(void *hUrl, uint8_t *pu8Buf, int32_t s32Size) {
+    s_sOneByteReads += s32Size == 1 ? 1 : 0;
+    return s_pfnOwnRead(hUrl, pu8Buf, s32Size);
+}
+
+// A host may put its own function in, to count or to decrypt: then no byte of the cache goes past it.
+TEST_F(FileProtocolTest, AReadPutInByTheHostSeesEveryByte) {
+    const std::string strCues = "1\n00:00:01,000 --> 00:00:02,000\nOne\n\n";
+    s_pfnOwnRead = g_fileProtocol.url_read;
+    g_fileProtocol.url_read = CountingRead;
+    void *hFmt = nullptr;
+    ASSERT_EQ(g_formatEntry.fmt_open(TempFile("a.srt", strCues).c_str(), PellProtocolOf(&g_formatEntry), &hFmt), 0);
+    EXPECT_EQ(g_formatEntry.fmt_find_stream(hFmt, 0), 0);
+    EXPECT_EQ(g_formatEntry.fmt_close(hFmt), 0);
+    g_fileProtocol.url_read = s_pfnOwnRead;
+    EXPECT_GE(s_sOneByteReads, static_cast<int>(strCues.size()));
 }
 
 TEST_F(FileProtocolTest, TheDescriptorIsLeftAloneInsideTheCache) {

@@ -149,6 +149,8 @@ TEST_F(IdxTest, LanguagesAndTimesOfAnIndex) {
         {"delay: 0:0:9:0\n" + s_strId + s_strA, "en 10000+? a9|"},            // for the first language
         {s_strId + "delay: 99999999999:0:0:0\n" + s_strA, "en 7730941129201000+? a9|"},
         {"time offset: 0x10\n" + s_strId + s_strA + "time offset: -010:x\n" + s_strB, "en 1016+1476 a9|2492+? b9|"},
+        {"time offset: 2147482000\n" + s_strId + s_strA + s_strB, // beyond 31 bits, the low half counts
+         "en 2147484500+4294965796 b9|2147483000+? a9|"},
         {s_strId + s_strA + "langidx: id: fr, index: 1\nid: fr, index: 1 " + s_strB, "en 1000+? a9|"},
         {s_strId + s_strA + "Timestamp: x\nID: x\nDELAY: x\ntimestamp : x\n", "en 1000+? a9|"},
         {s_strId + "x timestamp:\t 1: +2: 3:  04, \tfilepos: 0X800z timestamp: x", "en 3723004+? b9|"},

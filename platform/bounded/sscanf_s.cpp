@@ -78,16 +78,8 @@ static size_t ScanTextLen(const ScanDirective *pstDir, const char *pszText) {
     return pstDir->chKind == 'c' && uLen < uMax ? 0 : uLen;
 }
 
-static int ScanHexDigit(char ch) {
-    const uint8_t u8Lower = SvrLower(static_cast<uint8_t>(ch));
-    if (SvrIsDigit(u8Lower)) {
-        return u8Lower - '0';
-    }
-    return u8Lower >= 'a' && u8Lower <= 'f' ? u8Lower - 'a' + 10 : -1;
-}
-
 static int ScanDigit(char ch, int s32Base) {
-    const int s32Digit = ScanHexDigit(ch);
+    const int32_t s32Digit = SvrHexDigit(static_cast<uint8_t>(ch));
     return s32Digit < s32Base ? s32Digit : -1;
 }
 

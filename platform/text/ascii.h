@@ -18,6 +18,12 @@ inline uint8_t SvrLower(uint8_t u8Char) {
     return u8Char >= 'A' && u8Char <= 'Z' ? static_cast<uint8_t>(u8Char | 0x20) : u8Char;
 }
 
+// 0 to 15, or -1.
+inline int32_t SvrHexDigit(uint8_t u8Char) {
+    const uint8_t u8Lower = SvrLower(u8Char);
+    return SvrIsDigit(u8Char) ? u8Char - '0' : (u8Lower >= 'a' && u8Lower <= 'f' ? u8Lower - 'a' + 10 : -1);
+}
+
 constexpr bool SvrIsAlpha(uint8_t u8Char) {
     return (u8Char | 0x20) >= 'a' && (u8Char | 0x20) <= 'z';
 }

@@ -22,8 +22,6 @@ enum AssState {
     ASS_STATE_DIALOGUE, // among the events
 };
 
-enum AssNodeResult { ASS_NODE_ADDED, ASS_NODE_SKIPPED, ASS_NODE_FATAL };
-
 // What the line loop knows beside the handle.
 struct AssParser {
     TextReader stReader;
@@ -40,14 +38,13 @@ struct AssCursor {
 };
 
 static int AssNodeCompare(const void *pvLeft, const void *pvRight) {
-    const int s32Start = SvrIndexCompareStart(pvLeft, pvRight);
     if (pvLeft == nullptr || pvRight == nullptr) {
-        return 0;
+        return SvrIndexCompareStart(pvLeft, pvRight);
     }
     const IndexNode *pstLeft = static_cast<const IndexNode *>(pvLeft);
     const IndexNode *pstRight = static_cast<const IndexNode *>(pvRight);
     if (pstLeft->s64StartPts != pstRight->s64StartPts) {
-        return s32Start;
+        return SvrIndexCompareStart(pvLeft, pvRight);
     }
     return static_cast<int32_t>(static_cast<uint32_t>(pstLeft->s64Offset) - static_cast<uint32_t>(pstRight->s64Offset));
 }
@@ -87,24 +84,24 @@ static int32_t AssGetPts(AssCursor stCursor, int64_t *ps64Start, int64_t *ps64En
     return 0;
 }
 
-// Adds the event whose fields begin at the cursor.
-static AssNodeResult AssNodeParse(AssDemuxerHdl *pstHdl, const AssParser *pstParser, AssCursor stCursor) {
+// Adds the event whose fields begin at the cursor, or passes over it. 0, or -1 when the build cannot go on.
+static int32_t AssNodeParse(AssDemuxerHdl *pstHdl, const AssParser *pstParser, AssCursor stCursor) {
     int64_t s64Start = 0;
     int64_t s64End = 0;
     if (AssGetPts(stCursor, &s64Start, &s64End) != 0) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING! get pts failed!");
-        return ASS_NODE_SKIPPED;
+        return 0;
     }
     const int64_t s64EndPos = SvrTextTell(&pstParser->stReader);
     if (SvrSubSeekFailed(s64EndPos)) {
         SVR_LOG_RESULT(__func__, "_ASS_NODE_Parse:SEEK_CUR 0 failed!", -1);
-        return ASS_NODE_FATAL;
+        return -1;
     }
     const int32_t s32StartPos = pstParser->s32StartPos;
     const int32_t s32EndPos = static_cast<int32_t>(s64EndPos);
     if (s32EndPos <= s32StartPos) {
         PlayerPrintf(PLAYER_LOG_WARNING, __func__, __LINE__, "WARNING! s32EndPos <= s32StartPos!");
-        return ASS_NODE_SKIPPED;
+        return 0;
     }
     const IndexNode stNode = {
         .s64StartPts = s64Start,
@@ -112,9 +109,7 @@ static AssNodeResult AssNodeParse(AssDemuxerHdl *pstHdl, const AssParser *pstPar
         .s32Size = static_cast<int32_t>(static_cast<uint32_t>(s32EndPos) - static_cast<uint32_t>(s32StartPos)),
         .u32Duration = static_cast<uint32_t>(s64End - s64Start),
     };
-    return SvrIndexAppend(&pstHdl->pstAssIndexNodeList, &pstHdl->u32MaxIndexNum, &pstHdl->u32IndexNum, &stNode) == 0
-               ? ASS_NODE_ADDED
-               : ASS_NODE_FATAL;
+    return SvrIndexAppend(&pstHdl->pstAssIndexNodeList, &pstHdl->u32MaxIndexNum, &pstHdl->u32IndexNum, &stNode);
 }
 
 // Makes room for u32Need bytes of header. 0, or -1 with the header gone.
@@ -134,6 +129,7 @@ static int32_t AssHeaderGrow(AssDemuxerHdl *pstHdl, uint32_t u32Need) {
 static int32_t AssHeaderStore(AssDemuxerHdl *pstHdl, TextSpan stText) {
     const uint32_t u32Len = static_cast<uint32_t>(stText.s32Len);
     const uint32_t u32Need = pstHdl->u32HeaderLen + u32Len;
+    // Growing by steps can leave room beyond the limit; what is stored stays below it all the same.
     if (u32Need > ASS_HEADER_MAX_SIZE) {
         PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "store ass header error, header too long(%u)", u32Need);
         return -1;
@@ -181,7 +177,7 @@ static int32_t AssHeaderParseDialogue(AssDemuxerHdl *pstHdl, AssParser *pstParse
         const TextSpan stFields =
             SvrSpanUpToZero(SvrSpanFrom(stText, static_cast<int32_t>(pu8Fields - stText.pu8Text)));
         const AssCursor stCursor = {pu8Fields, SvrSpanEnd(stFields)};
-        return AssNodeParse(pstHdl, pstParser, stCursor) == ASS_NODE_FATAL ? -1 : 0;
+        return AssNodeParse(pstHdl, pstParser, stCursor);
     }
     if (SvrBeginsWith(stText, "[Events]")) {
         pstParser->enState = ASS_STATE_EVENTS;
@@ -208,7 +204,6 @@ static int32_t AssHeaderParseByState(AssDemuxerHdl *pstHdl, AssParser *pstParser
 }
 
 static int32_t AssHeaderParseChk(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
-    SVR_RETURN_UNLESS(hUrl != nullptr && pstProtocol != nullptr, __func__, "invalid param!");
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstProtocol->url_seek(hUrl, pstHdl->s64StartPos, 0)), __func__,
                       "_ASS_PARSE_Header seek to s64StartPos failed!");
     return 0;

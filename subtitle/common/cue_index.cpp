@@ -133,14 +133,16 @@ static bool IndexEndsBefore(const IndexNode *pstNode, int64_t s64Pts) {
            static_cast<uint64_t>(s64Pts) - static_cast<uint64_t>(pstNode->s64StartPts) > pstNode->u32Duration;
 }
 
-// Most files are in order; equal starts are, as the file has them.
+// Most files are in order. All comparisons agree on times of 31 bits; equal starts are in order as the file has them.
 static bool IndexIsSorted(const IndexNode *pstNodes, uint32_t u32Num) {
-    for (uint32_t i = 1; i < u32Num; i++) {
-        if (SvrIndexCompareTimes(pstNodes[i - 1].s64StartPts, pstNodes[i].s64StartPts) > 0) {
+    int64_t s64Last = 0;
+    for (uint32_t i = 0; i < u32Num; i++) {
+        if (pstNodes[i].s64StartPts < s64Last) {
             return false;
         }
+        s64Last = pstNodes[i].s64StartPts;
     }
-    return true;
+    return s64Last <= INT32_MAX;
 }
 
 bool SvrIndexFinish(IndexNode *pstNodes, uint32_t u32Num, IndexCompareFn pfnCompare) {

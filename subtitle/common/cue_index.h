@@ -34,7 +34,14 @@ inline int SvrIndexCompareTimes(int64_t s64Left, int64_t s64Right) {
     return static_cast<int32_t>(static_cast<uint32_t>(s64Left) - static_cast<uint32_t>(s64Right));
 }
 
-// Compares the starts of two nodes; 0 when a pointer is null.
+// The low 32 bits as signed values: an order that holds for all times.
+inline int SvrIndexCompareLow(int64_t s64Left, int64_t s64Right) {
+    const int32_t s32Left = static_cast<int32_t>(s64Left);
+    const int32_t s32Right = static_cast<int32_t>(s64Right);
+    return s32Left < s32Right ? -1 : (s32Left > s32Right ? 1 : 0);
+}
+
+// Compares the starts of two nodes by their difference; 0 when a pointer is null.
 int SvrIndexCompareStart(const void *pvLeft, const void *pvRight);
 
 // Less than, equal to or greater than 0, as for qsort.
@@ -44,8 +51,8 @@ typedef int (*IndexCompareFn)(const void *pvLeft, const void *pvRight);
 // cost the order and never reaches outside the array: qsort promises neither.
 void SvrIndexSort(void *pvNodes, uint32_t u32Num, uint32_t u32NodeSize, IndexCompareFn pfnCompare);
 
-// Sorts the cues of a build. Whether no cue ends before one that stands ahead of it, and every end can be told in 64
-// bits.
+// Sorts the cues of a build, unless their starts are in order: of equal starts the comparison may only say what the
+// file's order says. Whether no cue ends before one that stands ahead of it, and every end can be told in 64 bits.
 bool SvrIndexFinish(IndexNode *pstNodes, uint32_t u32Num, IndexCompareFn pfnCompare);
 
 // The same without sorting.

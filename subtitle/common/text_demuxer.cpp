@@ -108,9 +108,8 @@ int32_t SvrTextFindStreamChk(const char *pszFunc, const TextHead *pstHead) {
 }
 
 static void TextDestroyCharset(TextHead *pstHead) {
-    if (pstHead->pstCharsetOps != nullptr && pstHead->hCharset != nullptr &&
-        pstHead->pstCharsetOps->destroy != nullptr) {
-        pstHead->pstCharsetOps->destroy(pstHead->hCharset);
+    if (pstHead->hCharset != nullptr) {
+        pstHead->pfnCharsetDestroy(pstHead->hCharset);
         pstHead->hCharset = nullptr;
     }
 }
@@ -122,6 +121,7 @@ void SvrTextCreateCharset(const char *pszFunc, const TextTraits *pstTraits, Text
     }
     // A second find-stream would otherwise lose the first one's instance.
     TextDestroyCharset(pstHead);
+    pstHead->pfnCharsetDestroy = pstOps->destroy;
     if (pstOps->create(&pstHead->hCharset, 0) != 0) {
         pstHead->hCharset = nullptr;
         PlayerPrintf(pstTraits->s32CreateFailedLevel, pszFunc, __LINE__, "Charset Create failed");

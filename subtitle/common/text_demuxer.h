@@ -14,8 +14,9 @@ struct TextHead {
     Protocol *pstProtocol; // what the file is read through; not owned
     FileInfo stFileInfo;   // handed out by get-info; its programs are the host's to free
     void *hCharset;        // converter instance, null when there is none; owned
-    const CharsetOps *pstCharsetOps; // handed in by the host, may be null; not owned
-    uint32_t u32DstCodeType;         // code type that cues are delivered in
+    void (*pfnCharsetDestroy)(void *hCharset); // of the table that made it; the host may have handed in another since
+    const CharsetOps *pstCharsetOps;           // handed in by the host, may be null; not owned
+    uint32_t u32DstCodeType;                   // code type that cues are delivered in
 };
 
 // What one demuxer does in its own way.

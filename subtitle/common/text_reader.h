@@ -15,10 +15,10 @@ struct TextReader {
     uint32_t u32CodeType;
     uint8_t *pu8Line;       // SVR_SUB_STR_IN_MAX_LEN bytes, for lines that cannot be shown where they stand
     TextBuf stBuf;          // for converted lines
-    bool bAsks;             // the converter is asked for the stream type of each line, or there is no window
+    bool bAsks;             // the quick way may not do: the converter tells each line's type, or there is no window
     bool bShown;            // no line needs a conversion
     SvrFileHandle *pstFile; // the window, or null where every line is read
-    const uint8_t *pu8Cr;   // no carriage return stands between the read position and here
+    const uint8_t *pu8Cr;   // the next carriage return, or how far none was found
 };
 
 TextReader SvrTextReaderOf(const TextHead *pstHead, void *hUrl, Protocol *pstProtocol, uint32_t u32CodeType,
@@ -77,6 +77,11 @@ inline int32_t SvrTextReadRaw(TextReader *pstReader, TextSpan *pstLine) {
     return s32Quick != TEXT_NOT_QUICK ? s32Quick : SvrTextReadRawSlow(pstReader, STREAM_TYPE_SINGLE_BYTE, pstLine);
 }
 
+// The text of a line that was read, converted where it needs that: read, or failed.
+inline TextLine SvrTextConvert(TextReader *pstReader, TextSpan *pstText) {
+    return pstReader->bShown ? TEXT_LINE_READ : SvrTextConvertLine(pstReader, *pstText, pstText);
+}
+
 // Reads a line and converts it. The text, and the raw line's length, are valid until the next one. Empty: there is
 // nothing in it. Failed: it could not be converted.
 inline TextLine SvrTextReadLine(TextReader *pstReader, TextSpan *pstText, int32_t *ps32RawLen) {
@@ -84,7 +89,7 @@ inline TextLine SvrTextReadLine(TextReader *pstReader, TextSpan *pstText, int32_
     if (*ps32RawLen <= 0) {
         return *ps32RawLen < 0 ? TEXT_LINE_END : TEXT_LINE_EMPTY;
     }
-    return pstReader->bShown ? TEXT_LINE_READ : SvrTextConvertLine(pstReader, *pstText, pstText);
+    return SvrTextConvert(pstReader, pstText);
 }
 
 // Where the next line begins, as url_seek tells it.

@@ -256,7 +256,7 @@ static int32_t IdxDemuxerSeekPts(void *hFmt, int32_t s32StreamIndex, int64_t s64
     if (s64Pts == 0) {
         return IdxSeekStart(pstHdl, s32StreamIndex, pstLang);
     }
-    // The last node ends the search: whether it covers a time before it cannot be told, as it has no end.
+    // The last unit is not looked at: a time behind the start of the one before it is not found.
     uint32_t u32Found = 0;
     while (u32Found + 1 < pstLang->u32IndexNum && pstNodes[u32Found].s64StartPts < s64Pts) {
         u32Found++;

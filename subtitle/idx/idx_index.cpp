@@ -98,29 +98,21 @@ int32_t IdxReadLine(uint8_t *pu8Line, int32_t s32Size, Protocol *pstProtocol, vo
     return s32Size < 2 ? 0 : IdxGatherLine(pu8Line, s32Size, pstProtocol, hUrl);
 }
 
-static int32_t IdxHexDigit(uint8_t u8Char) {
-    if (SvrIsDigit(u8Char)) {
-        return u8Char - '0';
-    }
-    const uint8_t u8Lower = SvrLower(u8Char);
-    return u8Lower >= 'a' && u8Lower <= 'f' ? u8Lower - 'a' + 10 : -1;
-}
-
 // Reads what "%x" reads: blanks, a sign, "0x" before a digit, digits. Values beyond 32 bits stop at the limit. The text
 // ends in a character that is no digit. The place after the number, or null.
 static const uint8_t *IdxScanHex(const uint8_t *pu8Text, const uint8_t *pu8End, uint32_t *pu32Value) {
     pu8Text = SvrSkipSpace(pu8Text, pu8End);
     const bool bNegative = *pu8Text == '-';
     pu8Text += *pu8Text == '-' || *pu8Text == '+' ? 1 : 0;
-    if (pu8Text[0] == '0' && SvrLower(pu8Text[1]) == 'x' && IdxHexDigit(pu8Text[2]) >= 0) {
+    if (pu8Text[0] == '0' && SvrLower(pu8Text[1]) == 'x' && SvrHexDigit(pu8Text[2]) >= 0) {
         pu8Text += 2;
     }
-    if (IdxHexDigit(*pu8Text) < 0) {
+    if (SvrHexDigit(*pu8Text) < 0) {
         return nullptr;
     }
     uint64_t u64Value = 0;
-    for (; IdxHexDigit(*pu8Text) >= 0; pu8Text++) {
-        u64Value = u64Value * 16 + static_cast<uint64_t>(IdxHexDigit(*pu8Text));
+    for (; SvrHexDigit(*pu8Text) >= 0; pu8Text++) {
+        u64Value = u64Value * 16 + static_cast<uint64_t>(SvrHexDigit(*pu8Text));
         u64Value = u64Value > UINT32_MAX ? UINT32_MAX : u64Value;
     }
     *pu32Value = bNegative ? 0 - static_cast<uint32_t>(u64Value) : static_cast<uint32_t>(u64Value);
@@ -171,7 +163,7 @@ enum IdxStep { IDX_STEP_NEXT, IDX_STEP_END, IDX_STEP_FAILED };
 struct IdxParse {
     IdxDemuxerHdl *pstHdl;
     int32_t s32Width, s32Height;
-    bool bIdIgnored; // the last id line was none: what follows it belongs to no language
+    bool bIdIgnored; // the last id line had no index: its delays and time stamps are passed over
 };
 
 // Notes the word that ends at a colon with a letter before it, when it is the first of its kind.
@@ -389,8 +381,8 @@ int32_t IdxParseIdx(IdxDemuxerHdl *pstHdl, int32_t *ps32Width, int32_t *ps32Heig
 }
 
 static int IdxNodeCompare(const void *pvLeft, const void *pvRight) {
-    return SvrIndexCompareTimes(static_cast<const IdxIndexNode *>(pvLeft)->s64StartPts,
-                                static_cast<const IdxIndexNode *>(pvRight)->s64StartPts);
+    return SvrIndexCompareLow(static_cast<const IdxIndexNode *>(pvLeft)->s64StartPts,
+                              static_cast<const IdxIndexNode *>(pvRight)->s64StartPts);
 }
 
 static void IdxDescribeStream(IdxDemuxerHdl *pstHdl, uint32_t u32Lang, const char *pszUrl, SubStreamInfo *pstStream) {

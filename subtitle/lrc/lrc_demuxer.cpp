@@ -1,8 +1,5 @@
 // Lyrics operations: one stream of cues without an end, delivered as they stand in the index.
 #include "subtitle/lrc/lrc_demuxer.h"
-
-#include "platform/text/ascii.h"
-
 #include <cstdlib>
 #include <cstring>
 

@@ -2,6 +2,7 @@
 // holds the text.
 #include "subtitle/lrc/lrc_demuxer.h"
 
+#include "platform/text/ascii.h"
 #include "subtitle/common/line_reader.h"
 #include "subtitle/common/text_reader.h"
 

@@ -74,6 +74,7 @@ static const SmiTag *SmiTagsOf(uint8_t u8Second) {
     static const SmiTag s_aenB[] = {SMI_TAG_BODY, SMI_TAG_NONE};
     static const SmiTag s_aenP[] = {SMI_TAG_P_CLASS, SMI_TAG_NONE};
     static const SmiTag s_aenSlash[] = {SMI_TAG_HEAD_END, SMI_TAG_BODY_END, SMI_TAG_SAMI_END, SMI_TAG_NONE};
+    static const SmiTag s_aenNone[] = {SMI_TAG_NONE};
     switch (u8Second) {
     case 's':
         return s_aenS;
@@ -86,7 +87,7 @@ static const SmiTag *SmiTagsOf(uint8_t u8Second) {
     case '/':
         return s_aenSlash;
     default:
-        return s_aenS + 2;
+        return s_aenNone;
     }
 }
 
@@ -287,7 +288,8 @@ static int32_t SmiNodeParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
 }
 
 static int SmiNodeCompare(const void *pvLeft, const void *pvRight) {
-    return SvrIndexCompareStart(pvLeft, pvRight);
+    return SvrIndexCompareLow(static_cast<const IndexNode *>(pvLeft)->s64StartPts,
+                              static_cast<const IndexNode *>(pvRight)->s64StartPts);
 }
 
 int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {

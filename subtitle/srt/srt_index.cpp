@@ -68,23 +68,21 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
             return -1;
         }
         TextSpan stText = {};
-        int32_t s32Len = 0;
-        const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
+        const int32_t s32Len = SvrTextReadRaw(&stReader, &stText);
         const int64_t s64Cur = SvrTextTell(&stReader);
-        if (enLine == TEXT_LINE_EMPTY || enLine == TEXT_LINE_END) {
+        if (s32Len <= 0) {
             SrtCloseCue(pstHdl, &bPending, s64Cur, 0);
-            if (enLine == TEXT_LINE_EMPTY) {
+            if (s32Len == 0) {
                 continue;
             }
             SrtSort(pstHdl);
             return 0;
         }
-        if (enLine == TEXT_LINE_FAILED) {
-            SVR_LOG_RESULT("SrtGetPts", "null", -1);
-        }
         int64_t s64Start = 0;
         int64_t s64End = 0;
-        if (enLine == TEXT_LINE_READ && SrtScanTimeLine(stText, &s64Start, &s64End)) {
+        if (SvrTextConvert(&stReader, &stText) == TEXT_LINE_FAILED) {
+            SVR_LOG_RESULT("SrtGetPts", "null", -1);
+        } else if (SrtScanTimeLine(stText, &s64Start, &s64End)) {
             // No empty line before this cue: the one before ends ahead of the number line and its line end.
             SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
             if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {

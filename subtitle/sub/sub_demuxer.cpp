@@ -1,7 +1,5 @@
 // Text SUB operations: one stream of cues, each read again from the file, converted, and finished by its format.
 #include "subtitle/sub/sub_demuxer.h"
-
-#include "platform/text/ascii.h"
 #include "subtitle/common/line_reader.h"
 
 #include <cstdlib>

@@ -72,7 +72,7 @@ static int32_t SubScanEndTime(const uint8_t *pu8Text, const uint8_t *pu8End, uin
     constexpr ptrdiff_t ARROW_LEN = sizeof(s_aszArrow) - 1;
     if (u8Separator == '.' && pu8Text < pu8End && *pu8Text == ',') {
         pu8Text++;
-        // Not all of it: it would have to be an arrow.
+        // Whole or not at all: the other form of the line has an arrow here.
         return SubScanNumbers(&pu8Text, pu8End, "::.", ps32Num) == 4 ? 4 : 0;
     }
     pu8Text = SvrSkipSpace(pu8Text, pu8End);

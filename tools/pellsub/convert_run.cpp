@@ -9,27 +9,19 @@
 #include "tools/pellsub/time_text.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 // How long a cue is shown whose end is not known, at most.
 static constexpr int64_t kLongestGuessMs = 5000;
 // Files can tell any time. Some thousand years are enough, and can be reckoned with.
 static constexpr int64_t kFarthestMs = 100'000'000'000'000;
-static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
 
 std::optional<std::string> BeginConvert(ConvertRun &run) {
-    struct stat status = {};
-    const char *directory = run.directory.c_str();
-    if (!run.directory.empty() && mkdir(directory, 0777) != 0 && errno != EEXIST) {
-        return fmt::format("{}: cannot be made: {}", run.directory, std::strerror(errno));
-    }
-    if (!run.directory.empty() && (stat(directory, &status) != 0 || !S_ISDIR(status.st_mode))) {
-        return fmt::format("{}: is there already and no directory", run.directory);
+    if (!run.directory.empty()) {
+        if (auto problem = MakeDirectory(run.directory)) {
+            return problem;
+        }
     }
     const bool toFile = !run.output.empty() && run.output != "-";
     const auto problem = toFile ? FileInTheWay(run.output, run.overwrite) : std::nullopt;
@@ -168,27 +160,14 @@ static void WarnOfTimes(const ConvertCounts &counts, const TargetFormat &target,
 
 // --- names ---------------------------------------------------------------------------------------------------------
 
-// Only letters, digits and what joins them: a language is whatever a file says.
-static std::string NamePart(std::string_view language) {
-    std::string name;
-    for (const char ch : language.substr(0, kMaxLanguage)) {
-        const auto byte = static_cast<unsigned char>(ch);
-        const bool joins = ch == '-' && !name.empty();
-        name += byte < 0x80 && (std::isalnum(byte) != 0 || joins)
-                    ? std::string(1, static_cast<char>(std::tolower(byte)))
-                    : "";
-    }
-    return name;
-}
-
 // Empty where the name says it already, or where there is nothing to say.
 static std::string StreamTag(const StreamFacts &stream, const std::string &stem) {
-    const std::string language = NamePart(stream.language);
+    const std::string language = FileNamePart(stream.language);
     if (stream.sharesLanguage) {
         return fmt::format(".{}{}{}", language, language.empty() ? "" : "-", stream.number);
     }
     const size_t point = stem.rfind('.');
-    const bool said = point != std::string::npos && NamePart(stem.substr(point + 1)) == language;
+    const bool said = point != std::string::npos && FileNamePart(stem.substr(point + 1)) == language;
     return language.empty() || said ? "" : "." + language;
 }
 

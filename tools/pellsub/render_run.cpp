@@ -2,24 +2,18 @@
 #include "tools/pellsub/render_run.h"
 
 #include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/time_text.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 // Positions in a unit have 12 bits: a larger picture would only be larger.
 static constexpr int kMaxSide = 4096;
 // That of a DVD, for an index that names none or a wrong one.
 static constexpr int kUsualWidth = 720;
 static constexpr int kUsualHeight = 576;
-static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
 
 // --- begin ---------------------------------------------------------------------------------------------------------
 
@@ -34,14 +28,7 @@ std::optional<std::string> BeginRender(RenderRun &run) {
         return "pictures cannot be drawn: libpellsub_picture.so is not there; it is built where libavcodec and "
                "libpng are, and packaged as pellsub-pictures";
     }
-    if (mkdir(run.directory.c_str(), 0777) != 0 && errno != EEXIST) {
-        return fmt::format("{}: cannot be made: {}", run.directory, std::strerror(errno));
-    }
-    run.fd = open(run.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (run.fd < 0) {
-        return fmt::format("{}: cannot be opened as a directory: {}", run.directory, std::strerror(errno));
-    }
-    return std::nullopt;
+    return MakeDirectory(run.directory);
 }
 
 // --- files ---------------------------------------------------------------------------------------------------------
@@ -55,65 +42,24 @@ static std::string FileName(RenderRun &run, const std::string &what) {
     return name;
 }
 
-// A new file, which excludes one that a link names. An old one is removed first, so that a link to it is broken and not
-// followed.
-static int CreateFile(const RenderRun &run, const std::string &name) {
-    if (run.overwrite && unlinkat(run.fd, name.c_str(), 0) != 0 && errno != ENOENT) {
-        return -1;
-    }
-    return openat(run.fd, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-}
-
-static bool WriteAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = write(fd, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    }
-    return true;
-}
-
-static void NotWritten(RenderRun &run, const std::string &name, int error) {
-    run.error =
-        Problem{"not_written", fmt::format("{}/{} cannot be written: {}", run.directory, name, std::strerror(error))};
-}
-
 // True when the file is there now, whole and new.
 static bool SaveFile(RenderRun &run, const std::string &name, const std::string &bytes) {
-    if (bytes.empty()) {
-        NotWritten(run, name, ENOMEM);
-        return false;
+    const std::string path = run.directory + "/" + name;
+    const auto problem = bytes.empty() ? Problem{"not_written", path + " cannot be written: not enough memory"}
+                                       : WriteFileSafely(path, bytes, run.overwrite);
+    if (problem && problem->kind == std::string_view("file_exists")) {
+        run.existing++;
+    } else if (problem) {
+        run.error = problem;
     }
-    const int fd = CreateFile(run, name);
-    if (fd < 0) {
-        const int error = errno;
-        if (error == EEXIST && !run.overwrite) {
-            run.existing++;
-        } else {
-            NotWritten(run, name, error);
-        }
-        return false;
-    }
-    const int error = WriteAll(fd, bytes) ? 0 : errno;
-    if (close(fd) != 0 || error != 0) {
-        NotWritten(run, name, error != 0 ? error : errno);
-        unlinkat(run.fd, name.c_str(), 0);
-        return false;
-    }
-    return true;
+    return !problem;
 }
 
 // --- streams -------------------------------------------------------------------------------------------------------
 
-// Only letters and digits of the language go into file names, and no stream has another one's name.
+// No stream has another one's name.
 static std::string NameOf(const StreamFacts &stream) {
-    std::string name;
-    for (const char ch : stream.language.substr(0, kMaxLanguage)) {
-        const auto byte = static_cast<unsigned char>(ch);
-        name += byte < 0x80 && std::isalnum(byte) != 0 ? std::string(1, static_cast<char>(std::tolower(byte))) : "";
-    }
+    const std::string name = FileNamePart(stream.language);
     if (name.empty()) {
         return fmt::format("stream{}", stream.number);
     }

@@ -26,7 +26,6 @@ struct RenderRun {
     std::string directory;
     bool overwrite = false;
     const PictureModule *module = nullptr;
-    int fd = -1; // the directory
     std::set<std::string> names;
     RenderedStream stream;
     uint64_t drawn = 0;
@@ -38,5 +37,5 @@ struct RenderRun {
 // How pictures of the stream are drawn, with a usual size where its index names none.
 PictureStyle StyleOf(const StreamFacts &stream);
 
-// Opens the directory, and makes it if it is not there. Nothing, or why there will be no pictures.
+// Makes the directory if it is not there. Nothing, or why there will be no pictures.
 std::optional<std::string> BeginRender(RenderRun &run);

@@ -2,6 +2,7 @@
 #include "tools/pellsub/safe_file.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,30 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
+
+std::optional<std::string> MakeDirectory(const std::string &directory) {
+    struct stat status = {};
+    if (mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST) {
+        return fmt::format("{}: cannot be made: {}", directory, std::strerror(errno));
+    }
+    if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+        return fmt::format("{}: is there already and no directory", directory);
+    }
+    return std::nullopt;
+}
+
+std::string FileNamePart(std::string_view language) {
+    std::string part;
+    for (const char ch : language.substr(0, kMaxLanguage)) {
+        const auto byte = static_cast<unsigned char>(ch);
+        if ((byte < 0x80 && std::isalnum(byte) != 0) || (ch == '-' && !part.empty())) {
+            part += static_cast<char>(std::tolower(byte));
+        }
+    }
+    return part;
+}
 
 static Problem NotWritten(const std::string &path, int error) {
     return {"not_written", fmt::format("{} cannot be written: {}", path, std::strerror(error))};
