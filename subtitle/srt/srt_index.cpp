@@ -61,6 +61,8 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
                                           SrtFrameBuf(pstHdl));
     bool bPending = false;  // the last cue has no size yet
     int32_t s32PrevLen = 0; // length of the text line before this one: the cue's number, when this is a time line
+    int64_t s64Start = 0;
+    int64_t s64End = 0;
     for (;;) {
         if (SvrTextStopped(&pstHdl->stHead)) {
             PlayerPrintf(PLAYER_LOG_ERROR, __func__, __LINE__, "stop reading srt subtitle");
@@ -78,11 +80,11 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
             SrtSort(pstHdl);
             return 0;
         }
-        int64_t s64Start = 0;
-        int64_t s64End = 0;
-        if (SvrTextConvert(&stReader, &stText) == TEXT_LINE_FAILED) {
+        const TextLine enLine = SvrTextConvert(&stReader, &stText);
+        if (enLine == TEXT_LINE_FAILED) {
             SVR_LOG_RESULT("SrtGetPts", "null", -1);
-        } else if (SrtScanTimeLine(stText, &s64Start, &s64End)) {
+        }
+        if (enLine == TEXT_LINE_READ && SrtScanTimeLine(stText, &s64Start, &s64End)) {
             // No empty line before this cue: the one before ends ahead of the number line and its line end.
             SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
             if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {
