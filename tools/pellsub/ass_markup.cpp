@@ -1,18 +1,11 @@
 // The looks of ASS and SSA: the styles of a header, and what override blocks change of them.
 #include "tools/pellsub/ass_markup.h"
 
+#include "tools/pellsub/words.h"
+
 #include <algorithm>
 #include <charconv>
 #include <optional>
-#include <strings.h>
-
-static bool EqualNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-static bool BeginsWith(std::string_view text, std::string_view front) {
-    return EqualNoCase(text.substr(0, front.size()), front);
-}
 
 // All of the text, or nothing.
 static std::optional<int> NumberIn(std::string_view text) {
@@ -61,11 +54,11 @@ std::vector<AssStyle> AssStylesOf(std::string_view header) {
         const std::string_view line = header.substr(0, end);
         header.remove_prefix(std::min(end + 1, header.size()));
         if (line.starts_with('[')) {
-            old = BeginsWith(line, "[V4 Styles]");
-            inStyles = old || BeginsWith(line, "[V4+ Styles]");
-        } else if (inStyles && BeginsWith(line, "Format:")) {
+            old = BeginsNoCase(line, "[V4 Styles]");
+            inStyles = old || BeginsNoCase(line, "[V4+ Styles]");
+        } else if (inStyles && BeginsNoCase(line, "Format:")) {
             names = AssListOf(line.substr(7));
-        } else if (inStyles && BeginsWith(line, "Style:")) {
+        } else if (inStyles && BeginsNoCase(line, "Style:")) {
             styles.push_back(StyleIn(names, line.substr(6), old));
         }
     }

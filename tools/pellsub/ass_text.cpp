@@ -1,11 +1,12 @@
 // ASS and SSA event lines to their fields, and to the text that a person reads.
 #include "tools/pellsub/ass_text.h"
 
+#include "tools/pellsub/words.h"
+
 #include <algorithm>
 #include <cctype>
 #include <iterator>
 #include <optional>
-#include <strings.h>
 
 static constexpr const char *kUsualFields = "Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text";
 
@@ -25,25 +26,10 @@ static std::string_view TakeUpTo(std::string_view &text, const char *ends) {
     return taken;
 }
 
-static std::string_view Trimmed(std::string_view text) {
-    const size_t begin = text.find_first_not_of(" \t");
-    return begin == std::string_view::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
-}
-
-static bool BeginsWith(std::string_view text, std::string_view front) {
-    return text.size() >= front.size() && strncasecmp(text.data(), front.data(), front.size()) == 0;
-}
-
 // What follows "Dialogue:", wherever in the line that is.
 static std::optional<std::string_view> AfterDialogue(std::string_view line) {
-    const auto equal = [](unsigned char a, unsigned char b) {
-        return std::tolower(a) == std::tolower(b);
-    };
-    const auto found = std::search(line.begin(), line.end(), kDialogue.begin(), kDialogue.end(), equal);
-    if (found == line.end()) {
-        return std::nullopt;
-    }
-    return line.substr(static_cast<size_t>(found - line.begin()) + kDialogue.size());
+    const size_t at = FindNoCase(line, kDialogue);
+    return at != line.npos ? std::optional(line.substr(at + kDialogue.size())) : std::nullopt;
 }
 
 // "MarginL" to "margin_l".
@@ -83,8 +69,8 @@ AssFields AssFieldsOf(std::string_view header) {
     bool events = false;
     while (!header.empty()) {
         const std::string_view line = Trimmed(TakeUpTo(header, "\r\n"));
-        events = BeginsWith(line, "[") ? BeginsWith(line, "[Events]") : events;
-        if (events && BeginsWith(line, format) && line.size() > format.size()) {
+        events = BeginsNoCase(line, "[") ? BeginsNoCase(line, "[Events]") : events;
+        if (events && BeginsNoCase(line, format) && line.size() > format.size()) {
             names = line.substr(format.size());
         }
     }

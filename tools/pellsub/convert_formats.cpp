@@ -4,13 +4,13 @@
 
 #include "tools/pellsub/cue_markup.h"
 #include "tools/pellsub/time_text.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <strings.h>
 
 using Json = nlohmann::ordered_json;
 
@@ -46,9 +46,8 @@ static std::string TaggedRun(const TextStyle &style, const std::string &text) {
 static bool BeginsSubRipMarkup(std::string_view text) {
     return text.starts_with("{\\") ||
            std::any_of(std::begin(kSubRipTags), std::end(kSubRipTags), [=](std::string_view tag) {
-               return text.size() >= tag.size() && strncasecmp(text.data(), tag.data(), tag.size()) == 0 &&
-                      (tag.ends_with('>') || text.size() == tag.size() ||
-                       std::isalnum(static_cast<unsigned char>(text[tag.size()])) == 0);
+               return BeginsNoCase(text, tag) && (tag.ends_with('>') || text.size() == tag.size() ||
+                                                  std::isalnum(static_cast<unsigned char>(text[tag.size()])) == 0);
            });
 }
 

@@ -7,6 +7,7 @@
 #include "tools/pellsub/source_text.h"
 #include "tools/pellsub/terminal_text.h"
 #include "tools/pellsub/time_text.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <cmath>
@@ -141,14 +142,10 @@ static std::vector<ConvertedCue> FinishedCues(CollectedStream &stream, const Tar
     return finished;
 }
 
-static std::string CuesText(uint64_t count) {
-    return fmt::format("{} cue{}", count, count == 1 ? "" : "s");
-}
-
 static void WarnOfTimes(const ConvertCounts &counts, const TargetFormat &target, FileFacts &facts) {
     const auto warn = [&](const char *kind, uint64_t count, const std::string &what) {
         if (count > 0) {
-            facts.warnings.push_back({kind, CuesText(count) + what});
+            facts.warnings.push_back({kind, CountText(count, "cue") + what});
         }
     };
     warn("times_clamped", counts.early, " would begin before 0 and now begin at 0");
@@ -200,7 +197,7 @@ static std::optional<Problem> WriteDocument(const Output &out, const std::string
     }
     auto problem = WriteFileSafely(path, document, run.overwrite);
     if (!problem) {
-        Put(out, fmt::format("{}: {}\n", path, CuesText(cues)));
+        Put(out, fmt::format("{}: {}\n", path, CountText(cues, "cue")));
     }
     return problem;
 }

@@ -2,12 +2,12 @@
 #include "tools/pellsub/cue_markup.h"
 
 #include "tools/pellsub/sami_text.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <iterator>
-#include <strings.h>
 
 static StyledText Unstyled(std::string_view text) {
     StyledText styled;
@@ -22,7 +22,7 @@ const std::string_view kSubRipTags[8] = {"<font", "<b", "<i", "<u", "</font>", "
 // The size of the tag at the front of the text. 0: there is none.
 static size_t SubRipTagSize(std::string_view text) {
     for (const std::string_view name : kSubRipTags) {
-        if (text.size() < name.size() || strncasecmp(text.data(), name.data(), name.size()) != 0) {
+        if (!BeginsNoCase(text, name)) {
             continue;
         }
         if (name.ends_with('>')) {

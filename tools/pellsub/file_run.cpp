@@ -12,13 +12,13 @@
 #include "tools/pellsub/sub_head.h"
 #include "tools/pellsub/terminal_text.h"
 #include "tools/pellsub/verdict.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
 #include <iterator>
 #include <string_view>
-#include <strings.h>
 
 // How much of a file may hold the lines by which forms of text SUB are told apart.
 static constexpr size_t kSubHeadSize = 512 << 10;
@@ -126,7 +126,7 @@ static bool IsWanted(const StreamFacts &stream, const std::string &wanted) {
     const auto parsed = std::from_chars(wanted.data(), wanted.data() + wanted.size(), number);
     const bool isNumber = parsed.ec == std::errc() && parsed.ptr == wanted.data() + wanted.size();
     return wanted.empty() || (isNumber && number == stream.number) ||
-           (!stream.language.empty() && strcasecmp(wanted.c_str(), stream.language.c_str()) == 0);
+           (!stream.language.empty() && EqualNoCase(wanted, stream.language));
 }
 
 static std::string StreamList(const std::vector<StreamFacts> &streams) {

@@ -1,12 +1,13 @@
 // The user's file name to a URL that the plug-in opens as exactly that file.
 #include "tools/pellsub/file_url.h"
 
+#include "tools/pellsub/words.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,8 +97,7 @@ void ReleaseFile(FileUrl &file) {
 }
 
 bool HasExtension(const std::string &name, const char *extension) {
-    return name.size() > 3 && name[name.size() - 4] == '.' &&
-           strcasecmp(name.c_str() + name.size() - 3, extension) == 0;
+    return name.size() > 3 && name[name.size() - 4] == '.' && EqualNoCase(name.substr(name.size() - 3), extension);
 }
 
 std::string CompanionOf(const std::string &name, const std::string &extension, bool &found) {

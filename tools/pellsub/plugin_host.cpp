@@ -4,13 +4,13 @@
 #include "tools/pellsub/charset_watch.h"
 #include "tools/pellsub/interrupt.h"
 #include "tools/pellsub/message_watch.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <filesystem>
-#include <strings.h>
 
 // A demuxer that never stops failing must not keep the tool busy for ever. No file has as many bad cues in a row.
 static constexpr unsigned kMaxFailuresInRow = 1000000;
@@ -133,7 +133,7 @@ static StreamFacts DescribeStream(const SubStreamInfo &info) {
 static void NoteSharedLanguages(std::vector<StreamFacts> &streams) {
     for (StreamFacts &stream : streams) {
         stream.sharesLanguage = std::count_if(streams.begin(), streams.end(), [&](const StreamFacts &other) {
-                                    return strcasecmp(stream.language.c_str(), other.language.c_str()) == 0;
+                                    return EqualNoCase(stream.language, other.language);
                                 }) > 1;
     }
 }

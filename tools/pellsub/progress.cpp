@@ -2,6 +2,7 @@
 #include "tools/pellsub/progress.h"
 
 #include "tools/pellsub/colour.h"
+#include "tools/pellsub/words.h"
 
 #include <chrono>
 #include <cstdio>
@@ -47,10 +48,6 @@ void HideProgress() {
         g_progress.last = {}; // it comes back with the next file
         std::fprintf(stderr, "\r%*s\r", 78, "");
     }
-}
-
-static std::string CountText(uint64_t count, const char *what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 void PutSummary(const Totals &totals) {

@@ -4,6 +4,7 @@
 #include "tools/pellsub/plugin_host.h"
 #include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/time_text.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <dlfcn.h>
@@ -102,15 +103,11 @@ static void StartStream(RenderRun &run, const FileFacts &facts, int number) {
     }
 }
 
-static std::string PicturesText(uint64_t count) {
-    return fmt::format("{} picture{}", count, count == 1 ? "" : "s");
-}
-
 static void WarnOfNotDrawn(RenderRun &run) {
     if (run.stream.notDrawn > 0) {
         Warn(run, "not_drawn",
              fmt::format("{} could not be drawn, as broken, empty or outside the video; the first at {}",
-                         PicturesText(run.stream.notDrawn), TimeText(run.stream.firstNotDrawnMs)));
+                         CountText(run.stream.notDrawn, "picture"), TimeText(run.stream.firstNotDrawnMs)));
     }
 }
 
@@ -124,8 +121,8 @@ static void FinishStream(const Output &out, RenderRun &run) {
     const std::string name = FileName(run, "sheet");
     const bool saved = SaveFile(run, name, run.module->rgbPng(SheetPicture(stream.sheet)));
     const std::string thinned = stream.sheet.step == 1 ? "" : fmt::format(" (one of {})", stream.sheet.step);
-    Put(out, fmt::format("{}: {} of {}x{} written{}\n", stream.title, PicturesText(stream.written), stream.style.width,
-                         stream.style.height, saved ? ", overview " + name + thinned : ""));
+    Put(out, fmt::format("{}: {} of {}x{} written{}\n", stream.title, CountText(stream.written, "picture"),
+                         stream.style.width, stream.style.height, saved ? ", overview " + name + thinned : ""));
 }
 
 // --- units ---------------------------------------------------------------------------------------------------------

@@ -28,8 +28,7 @@ static bool IsOnlyBlanks(std::string_view text) {
 }
 
 static bool IsNumber(std::string_view text) {
-    text = WithoutLead(text);
-    text = text.substr(0, text.find_last_not_of(" \t") + 1);
+    text = Trimmed(WithoutLead(text));
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 

@@ -3,6 +3,7 @@
 
 #include "tools/pellsub/check_findings.h"
 #include "tools/pellsub/source_text.h"
+#include "tools/pellsub/words.h"
 
 #include <string>
 #include <string_view>
@@ -33,8 +34,3 @@ void NoteMended(Repair &repair, FindingKind kind, size_t line, std::string_view 
                 std::optional<int64_t> startMs = std::nullopt);
 void NoteLeft(Repair &repair, FindingKind kind, size_t line, std::string_view detail = {},
               std::optional<int64_t> startMs = std::nullopt);
-
-bool BeginsNoCase(std::string_view text, std::string_view beginning);
-
-// Where the second begins in the first, from this place on; npos: nowhere.
-size_t FindNoCase(std::string_view text, std::string_view part, size_t from = 0);

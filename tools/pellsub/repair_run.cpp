@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <map>
-#include <strings.h>
 
 struct RuleRow {
     const char *extension;
@@ -32,22 +31,9 @@ static const RuleRow *RuleFor(const std::string &url) {
     const auto row = std::find_if(std::begin(kRules), std::end(kRules), [&](const RuleRow &rule) {
         const std::string known = rule.extension;
         const bool equal = extension.size() == known.size() || rule.rule == RepairAss;
-        return equal && strncasecmp(extension.c_str(), known.c_str(), known.size()) == 0;
+        return equal && BeginsNoCase(extension, known);
     });
     return row != std::end(kRules) ? row : nullptr;
-}
-
-bool BeginsNoCase(std::string_view text, std::string_view beginning) {
-    return text.size() >= beginning.size() && strncasecmp(text.data(), beginning.data(), beginning.size()) == 0;
-}
-
-size_t FindNoCase(std::string_view text, std::string_view part, size_t from) {
-    const auto equal = [](char a, char b) {
-        return a == b || ((a ^ b) == 0x20 && (a | 0x20) >= 'a' && (a | 0x20) <= 'z');
-    };
-    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(std::min(from, text.size()));
-    const auto at = std::search(begin, text.end(), part.begin(), part.end(), equal);
-    return at == text.end() ? text.npos : static_cast<size_t>(at - text.begin());
 }
 
 // --- notes ---------------------------------------------------------------------------------------------------------

@@ -189,9 +189,8 @@ static std::vector<SamiLine> BodyOf(Repair &repair, const std::vector<SamiLine> 
 // --- classes -------------------------------------------------------------------------------------------------------
 
 static size_t PlaceOf(const std::vector<std::string> &classes, std::string_view name) {
-    const auto place = std::find_if(classes.begin(), classes.end(), [&](const std::string &known) {
-        return known.size() == name.size() && BeginsNoCase(known, name);
-    });
+    const auto place = std::find_if(classes.begin(), classes.end(),
+                                    [&](const std::string &known) { return EqualNoCase(known, name); });
     return static_cast<size_t>(place - classes.begin());
 }
 

@@ -8,8 +8,7 @@
 #include <fmt/format.h>
 
 static std::string_view WithoutBlanks(std::string_view text) {
-    text = WithoutLead(text);
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
+    return Trimmed(WithoutLead(text));
 }
 
 // Takes a whole number, a sign allowed, off the front.

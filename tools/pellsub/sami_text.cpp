@@ -1,12 +1,13 @@
 // SAMI text as delivered to the text that a person reads.
 #include "tools/pellsub/sami_text.h"
 
+#include "tools/pellsub/words.h"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <iterator>
-#include <strings.h>
 
 struct Entity {
     const char *name;
@@ -31,10 +32,6 @@ static bool IsLetter(char ch) {
 
 static bool IsLetterOrDigit(char ch) {
     return std::isalnum(static_cast<unsigned char>(ch)) != 0;
-}
-
-static bool EqualNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 static std::string_view TakeWhile(std::string_view text, bool (*belongs)(char)) {

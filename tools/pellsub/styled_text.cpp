@@ -1,10 +1,11 @@
 // Text of a cue with its markup, between the formats that have it: lines of runs, each run in one style.
 #include "tools/pellsub/styled_text.h"
 
+#include "tools/pellsub/words.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
-#include <strings.h>
 
 // --- lines and runs ------------------------------------------------------------------------------------------------
 
@@ -77,10 +78,6 @@ static const struct {
     {"silver", 0xC0C0C0}, {"teal", 0x008080},  {"maroon", 0x800000},  {"olive", 0x808000},   {"orange", 0xFFA500},
     {"pink", 0xFFC0CB},   {"brown", 0xA52A2A},
 };
-
-static bool EqualNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 std::optional<uint32_t> ParseColour(std::string_view text) {
     for (const auto &row : kColours) {

@@ -6,6 +6,7 @@
 #include "tools/pellsub/render_run.h"
 #include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/timeline_page.h"
+#include "tools/pellsub/words.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -102,24 +103,20 @@ static void LoadModuleFor(TimelineRun &run, const FileFacts &facts) {
     }
 }
 
-static std::string PicturesText(uint64_t count, const char *what) {
-    return fmt::format("{} picture{} {}", count, count == 1 ? "" : "s", what);
-}
-
 static void WarnOfPictures(const TimelineRun &run, FileFacts &facts) {
     if (run.module == nullptr) {
         facts.warnings.push_back({"no_pictures_drawn", "the page has its times only: this build cannot draw pictures; "
                                                        "it was made without libavcodec and libpng"});
     }
     if (run.stream.notDrawn > 0) {
-        facts.warnings.push_back(
-            {"not_drawn", PicturesText(run.stream.notDrawn, "could not be drawn, as broken, empty or outside the "
-                                                            "video; the page has the times")});
+        facts.warnings.push_back({"not_drawn", CountText(run.stream.notDrawn, "picture") +
+                                                   " could not be drawn, as broken, empty or outside the "
+                                                   "video; the page has the times"});
     }
     if (run.stream.leftOut > 0) {
-        facts.warnings.push_back(
-            {"pictures_left_out", PicturesText(run.stream.leftOut, "left out, so that the page can be opened; "
-                                                                   "--stream takes fewer")});
+        facts.warnings.push_back({"pictures_left_out", CountText(run.stream.leftOut, "picture") +
+                                                           " left out, so that the page can be opened; "
+                                                           "--stream takes fewer"});
     }
 }
 

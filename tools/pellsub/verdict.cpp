@@ -3,17 +3,14 @@
 
 #include "format/pell_format.h"
 #include "tools/pellsub/sub_head.h"
+#include "tools/pellsub/words.h"
 
 #include <fmt/format.h>
 
 static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 before the command shows why";
 
-static std::string CuesText(uint64_t count, const char *cue = "cue") {
-    return fmt::format("{} {}{}", count, cue, count == 1 ? "" : "s");
-}
-
 static std::string FailedText(const FileFacts &facts, const Findings &findings) {
-    return CuesText(findings.failedReads, facts.textual ? "cue" : "picture");
+    return CountText(findings.failedReads, facts.textual ? "cue" : "picture");
 }
 
 Problem UnknownFormat(bool url, const std::string &taken) {
@@ -106,16 +103,16 @@ static void WarnOfText(const Asked &asked, const Findings &findings, FileFacts &
     const std::string advice = EncodingAdvice(asked, facts);
     if (findings.incomplete > 0) {
         facts.warnings.push_back({"not_converted", fmt::format("{} could not be converted completely; {}",
-                                                               CuesText(findings.incomplete), advice)});
+                                                               CountText(findings.incomplete, "cue"), advice)});
     }
     // Without a converter the bytes are what was asked for, unless the report cannot hold them.
     if (findings.notUtf8 > 0 && (asked.converter || asked.json)) {
         facts.warnings.push_back(
-            {"not_utf8", fmt::format("the text of {} is not UTF-8; {}", CuesText(findings.notUtf8), advice)});
+            {"not_utf8", fmt::format("the text of {} is not UTF-8; {}", CountText(findings.notUtf8, "cue"), advice)});
     }
     if (findings.replaced > 0) {
         facts.warnings.push_back({"replaced_characters", fmt::format("{} with U+FFFD where characters were lost; {}",
-                                                                     CuesText(findings.replaced), advice)});
+                                                                     CountText(findings.replaced, "cue"), advice)});
     }
 }
 
@@ -125,7 +122,7 @@ static void WarnOfBlankStreams(FileFacts &facts) {
         if (stream.cues > 0 && stream.blankCues == stream.cues) {
             facts.warnings.push_back(
                 {"no_text", fmt::format("stream {}: nothing to read in its {}; dump --raw shows what is delivered",
-                                        stream.number, CuesText(stream.cues))});
+                                        stream.number, CountText(stream.cues, "cue"))});
         }
     }
 }
@@ -146,7 +143,7 @@ void Judge(const Asked &asked, const Findings &findings, FileFacts &facts) {
 
 Problem Interrupted(const Findings &findings) {
     return {"interrupted",
-            fmt::format("interrupted; {} indexed until then", CuesText(findings.cues + findings.failedReads))};
+            fmt::format("interrupted; {} indexed until then", CountText(findings.cues + findings.failedReads, "cue"))};
 }
 
 static Problem NoSubCue(const FileFacts &facts) {
