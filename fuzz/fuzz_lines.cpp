@@ -71,7 +71,7 @@ static void LinesAtTheEndOfTheWindow(FuzzInput *pstInput, uint8_t u8Way) {
     g_fuzzHost.stConverter.enConvert =
         g_fuzzHost.stConverter.s32StreamType != 7 ? FUZZ_CONVERT_COPIES : FUZZ_CONVERT_NONE;
     const uint32_t u32Size = FuzzTake16(pstInput);
-    const size_t uBefore = std::min<size_t>(u32Size % 6000, FuzzLeft(pstInput));
+    const size_t uBefore = std::min<size_t>({u32Size % 6000, FuzzLeft(pstInput), LINES_WINDOW});
     const size_t uLen = std::min(FuzzLeft(pstInput), LINES_TEXT_MAX);
     uint8_t *pu8Text = s_au8File + LINES_WINDOW - uBefore;
     memcpy(pu8Text, pstInput->pu8Cur, uLen);
