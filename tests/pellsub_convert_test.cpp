@@ -90,7 +90,7 @@ TEST_F(PellsubConvert, KeepsMarkupAsFarAsTheFormatHasIt) {
          WebVtt("<c.colorFFCC00>a</c>\n<c.colorFFCC00><b>b</b></c><c.colorFFCC00>&amp;</c>\nc")},
         {"b.smi", Sami("&lt;i&gt;no tag&lt;/i&gt; {\\x} <s>s</s>"), "srt",
          SubRip("<" + kJoiner + "i>no tag<" + kJoiner + "/i> {" + kJoiner + "\\x} s")},
-        {"a.sub", "{30}{60}{Y:i}{c:$0000FF}one|{y:b}two{y:b}\n", "srt",
+        {"a.sub", "{1}{1}30\n{30}{60}{Y:i}{c:$0000FF}one|{y:b}two{y:b}\n", "srt",
          SubRip("<font color=\"#ff0000\"><i>one</i></font>\n<b><i>two{y:b}</i></b>")},
         {"a.lrc", "[00:01.00]a <00:01.20>b\n[00:02.00]\n", "srt", SubRip("a b")},
     };
@@ -255,7 +255,7 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
     } rows[] = {
         {"film.idx --to srt", "it is VobSub, whose cues are pictures and have no text; pellsub render draws them", 2},
         {"blank.lrc --to srt", "there is nothing to read in it, and nothing was written", 2},
-        {"a.srt --to vtt --dir a.srt", "a.srt: is there already and no directory", 2},
+        {"a.srt --to vtt --dir a.srt", "a.srt: is no directory and cannot be made one", 2},
         {"a.srt --to vtt -o no/where", "no/where cannot be written: No such file or directory", 2},
         {"a.srt film.idx --to vtt -o x", "--output: is for one FILE; --dir takes what comes of many", 64},
         {"--url a.srt --to vtt", "--url: has no place beside it to write to; --dir or -o names one", 64},
@@ -268,6 +268,31 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
         EXPECT_EQ(result.status, row.status) << row.arguments;
         EXPECT_EQ(result.out, "");
     }
+}
+
+TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
+    static constexpr const char *kSpelling = "c.srt: warning: 1 line not read as meant; check tells which, --repair ";
+    Write("a.lrc", "[00:01.50]one\n");
+    Write("b.sub", "{30}{}open\n{90}{120}next\n");
+    Write("c.srt", SubRip("one") + "2\n00:00:03 --> 00:00:04\ntwo\n\n");
+    const struct {
+        const char *arguments;
+        std::string warning;
+    } rows[] = {
+        {"a.lrc", "a.lrc: warning: line 1: a player reads such times in a way of its own"},
+        {"a.lrc --timing player", ""},
+        {"b.sub", "b.sub: warning: it names no frame rate"},
+        {"b.sub --fps 30", ""},
+        {"c.srt", kSpelling},
+        {"c.srt --repair", "line 6: time written as players read it"},
+    };
+    for (const auto &row : rows) {
+        const Result result = RunHere(Split("convert --overwrite --to vtt " + std::string(row.arguments), ' '));
+        EXPECT_NE(result.err.find(row.warning), result.err.npos) << result.err;
+        EXPECT_EQ(result.err.empty(), row.warning.empty()) << result.err;
+        EXPECT_EQ(result.status, result.err.find("warning:") != result.err.npos ? 1 : 0) << row.arguments;
+    }
+    EXPECT_EQ(ReadAll(fs::path(directory) / "b.vtt").find("WEBVTT\n\n00:00:01.000 --> 00:00:03.000\nopen\n"), 0u);
 }
 
 TEST_F(PellsubConvert, WritesJson) {

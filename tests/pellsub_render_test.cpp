@@ -217,9 +217,10 @@ TEST_F(PellsubRender, SaysWhatStandsInTheWay) {
         const char *message;
         int status;
     } rows[] = {
-        {"film.idx --to file", "file: is there already and no directory\n", 2},
-        {"film.idx --to no/where", "no/where: cannot be made: No such file or directory\n", 2},
-        {"film.idx --to out --overwrite", "film.idx: out/en_00-00-01.000.png cannot be written: it is a directory\n", 2},
+        {"film.idx --to file", "file: is no directory and cannot be made one: Not a directory\n", 2},
+        {"film.idx --to file/in", "file/in: is no directory and cannot be made one: Not a directory\n", 2},
+        {"film.idx --to out --overwrite", "film.idx: out/en_00-00-01.000.png cannot be written: it is a directory\n",
+         2},
         {"a.srt --to out", "a.srt: it is SubRip, which is text; only VobSub (.idx) has pictures, and dump shows text\n",
          2},
         {"film.idx --to out --stream de", "film.idx: it has no stream \"de\", only 0 en\n", 2},

@@ -105,7 +105,8 @@ TEST_F(Pellsub, SaysWhatIsWrongWithASubOrIdxFile) {
         {"late.sub", std::string(100, '\n') + "{1}{2}one\n", forms},
         {"digits.sub", "{" + std::string(500000, '1') + "}{2}one\n", forms},
         {"braces.sub", "{1}{1}25\n",
-         "it looks like MicroDVD, but no cue is found in it; PELL_LOG_LEVEL=3 before the command shows why\n"},
+         "it looks like MicroDVD, but no cue is found in it; check tells which lines are not understood, and --repair "
+         "mends what it can\n"},
         {"alone.sub", DvdPacks("x"), packets + "alone.idx, which does not lie beside it\n"},
         {"pair.SUB", DvdPacks("x"), packets + "pair.Idx\n"},
         {"half.idx", "id: en, index: 0\n" + TimestampLine(0, 0),

@@ -12,6 +12,8 @@ const FindingWords &WordsOf(FindingKind kind) {
         {"time_too_late", "a time later than players can read", nullptr},
         {"short_fraction", "a player takes fewer than three digits for milliseconds, not for a fraction",
          "fraction written with three digits"},
+        {"two_readings",
+         "a player reads such times in a way of its own; --timing common reads them as most programs do", nullptr},
         {"negative_time", "a player cannot read times before zero, and shows the cue at another time",
          "time before zero set to zero"},
         {"no_blank_line", "no blank line before this cue; a player may lose the end of the text before it",

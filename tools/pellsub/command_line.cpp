@@ -61,8 +61,10 @@ static constexpr const char *kConvertExamples = "  pellsub convert movie.smi --t
 
 static constexpr const char *kAboutConvert =
     "A file is named after its source and the language of the stream: movie.smi becomes movie.ko.vtt and movie.en.vtt. "
-    "Text becomes UTF-8, and markup what the other format has for it. VobSub is pictures; render draws them.\n"
-    "There is a file for each language, beside FILE or in DIR; -o - writes to standard output.\n";
+    "Text becomes UTF-8, and markup what the other format has for it: emphasis, colours of words and places; styles, "
+    "fonts and effects of ASS are left behind. VobSub is pictures; render draws them.\n"
+    "There is a file for each language, beside FILE, or in DIR, where those of all directories lie side by side; -o - "
+    "writes to standard output. What of a file is not read as it is meant is warned of.\n";
 
 static constexpr const char *kCheckExamples = "  pellsub check movie.en.srt\n"
                                               "  pellsub check -r films\n";
@@ -179,8 +181,7 @@ static void DefineConvert(CLI::App *command, CommandLine &line) {
     AddValue(command, "--dir", line.convert.directory, "DIR", "Where to write; made if it is not there")
         ->excludes(output);
     AddFlag(command, "--overwrite", line.convert.overwrite, "Replace files that are there already");
-    command->add_option("--shift", line.convert.shiftMs, "Milliseconds to show cues later; -500 is earlier")
-        ->option_text("MS");
+    AddValue(command, "--shift", line.shift, "MS", "Milliseconds to show cues later; -500 is earlier");
     auto *fpsFrom = AddValue(command, "--fps-from", line.fpsFrom, "RATE", "Frame rate that the times were made for");
     auto *fpsTo =
         AddValue(command, "--fps-to", line.fpsTo, "RATE", "Frame rate that they are wanted for")->needs(fpsFrom);
@@ -280,6 +281,16 @@ static void ReadTime(const char *option, const std::string &text, int64_t &ms) {
     ms = time.value_or(ms);
 }
 
+static int64_t ReadShift(const std::string &text) {
+    int64_t ms = 0;
+    const char *begin = text.data() + (text.starts_with('+') ? 1 : 0);
+    const auto parsed = std::from_chars(begin, text.data() + text.size(), ms);
+    if (!text.empty() && (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size())) {
+        throw CLI::ValidationError("--shift", "\"" + text + "\" is no number of milliseconds");
+    }
+    return ms;
+}
+
 static std::optional<FrameRate> ReadRate(const char *option, const std::string &text) {
     const auto rate = ParseFrameRate(text);
     if (!text.empty() && !rate) {
@@ -307,10 +318,12 @@ void ReadValues(const std::string &command, CommandLine &line) {
         throw CLI::ValidationError("--from", std::string("is later than ") + to);
     }
     run.frameRate = ReadRate("--fps", line.fps);
+    line.convert.shiftMs = ReadShift(line.shift);
     const auto fpsFrom = ReadRate("--fps-from", line.fpsFrom);
     const auto fpsTo = ReadRate("--fps-to", line.fpsTo);
     line.convert.speed = fpsFrom && fpsTo ? fpsFrom->asked / fpsTo->asked : 1;
     run.commonTiming = line.timing == "common";
+    run.timingTold = !line.timing.empty();
     run.converter = !line.noConverter;
     run.encoding = run.encodingName.empty() ? PELL_CODE_UNKNOWN : PellCharsetFromName(run.encodingName.c_str());
     if (!run.encodingName.empty() && run.encoding == PELL_CODE_UNKNOWN) {

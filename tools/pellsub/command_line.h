@@ -21,7 +21,7 @@ struct CommandLine {
     bool recursive = false;
     unsigned jobs = 1; // files that are worked on at once
     // As they were given.
-    std::string as = "text", to, from, fps, fpsFrom, fpsTo, timing = "player";
+    std::string as = "text", to, from, shift, fps, fpsFrom, fpsTo, timing;
     bool noConverter = false;
     std::string generate; // what to make for the installation; only of the hidden command
 };

@@ -215,12 +215,13 @@ static std::string LyricsTime(int64_t ms) {
     return fmt::format("[{:02}:{:02}.{:02}]", ms / 60000, ms / 1000 % 60, ms / 10 % 100);
 }
 
-// One line, in which no bracket begins a tag; a tag has a colon.
+// One line, in which no bracket begins a tag or the time of a word; these have a colon.
 static std::string LyricsText(const StyledText &text) {
     std::string line = PlainTextOf(text);
     std::replace(line.begin(), line.end(), '\n', ' ');
     if (line.find(':') != std::string::npos) {
         ReplaceAll(line, "[", fmt::format("[{}", kJoiner));
+        ReplaceAll(line, "<", fmt::format("<{}", kJoiner));
     }
     return line;
 }

@@ -2,6 +2,7 @@
 #include "tools/pellsub/convert_run.h"
 
 #include "charset/pell_charset.h"
+#include "tools/pellsub/check_findings.h"
 #include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/source_text.h"
@@ -80,14 +81,12 @@ static void ConvertBeginFile(Output &out, const FileFacts &) {
     out.convert->counts = {};
 }
 
-// Lyrics say when a line begins and never when it ends; for them the plug-in tells an end that is none.
 static void ConvertCue(Output &out, const FileFacts &facts, const Cue &cue) {
     ConvertRun &run = *out.convert;
     CollectedStream &stream = StreamOf(run, facts, cue.stream);
-    const bool noEnd = stream.rules.format == "lrc" && cue.endMs == cue.startMs;
     CollectedCue added{.startMs = WantedTime(run, cue.startMs)};
-    if (cue.endMs && !noEnd) {
-        added.endMs = std::max(WantedTime(run, *cue.endMs), added.startMs);
+    if (const auto end = ToldEnd(facts, cue)) {
+        added.endMs = std::max(WantedTime(run, *end), added.startMs);
     }
     if (IsBlank(cue.text)) {
         stream.cues.push_back(added);
@@ -188,7 +187,7 @@ static std::optional<Problem> WriteDocument(const Output &out, const std::string
     ConvertRun &run = *out.convert;
     if (!run.written.insert(path).second) {
         return Problem{"file_exists", fmt::format("{} was written in this run already, from another file or stream; "
-                                                  "--dir or --stream keeps them apart",
+                                                  "another --dir or --stream keeps them apart",
                                                   path)};
     }
     if (path == "-") {
@@ -250,6 +249,13 @@ static void ConvertConclude(Output &out, FileFacts &facts) {
     facts.error = TooManyStreams(run);
     if (facts.error) {
         return;
+    }
+    if (run.format == "ass" && IsFormat(facts, "ass")) {
+        facts.warnings.push_back({"styles_left_behind", "its styles, fonts and effects are not in the new file; texts, "
+                                                        "emphasis, colours of words and places are"});
+    }
+    if (facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "assumed") {
+        facts.warnings.push_back({WordsOf(FINDING_FRAME_RATE).kind, WordsOf(FINDING_FRAME_RATE).found});
     }
     const size_t warningsBefore = facts.warnings.size();
     const size_t written = WriteStreams(out, facts);

@@ -3,6 +3,7 @@
 
 #include "charset/pell_charset.h"
 #include "tools/pellsub/charset_watch.h"
+#include "tools/pellsub/check_findings.h"
 #include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/exit_codes.h"
 #include "tools/pellsub/file_url.h"
@@ -16,6 +17,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <exception>
 #include <fmt/format.h>
 #include <iterator>
 #include <string_view>
@@ -268,6 +270,45 @@ static void CountFile(const FileFacts &facts, Totals &totals) {
     }
 }
 
+// What its lines tell, but for what was decided on the command line.
+static std::vector<Finding> FindingsIn(FormatEntry *entry, const std::string &url, const RunOptions &options,
+                                       SourceText &source) {
+    std::vector<Finding> findings = LookAtSource(entry, url, options.encoding, source);
+    const std::string_view twoReadings = WordsOf(FINDING_TWO_READINGS).kind;
+    if (options.timingTold) {
+        const auto end = std::remove_if(findings.begin(), findings.end(),
+                                        [=](const Finding &finding) { return twoReadings == finding.kind; });
+        findings.erase(end, findings.end());
+    }
+    return findings;
+}
+
+// What a new file would lack of the old one, or have otherwise, is told in a line: check has them all.
+static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &findings, FileFacts &facts) {
+    static constexpr FindingKind kHarmless[] = {FINDING_OUT_OF_ORDER, FINDING_END_BEFORE_START, FINDING_PICTURES};
+    uint64_t lost = 0;
+    uint64_t mendable = 0;
+    for (const Finding &finding : findings) {
+        const std::string_view kind = finding.kind;
+        const auto is = [=](FindingKind other) {
+            return kind == WordsOf(other).kind;
+        };
+        if (is(FINDING_TWO_READINGS)) {
+            facts.warnings.push_back({finding.kind, fmt::format("line {}: {}", finding.line, finding.message)});
+        } else if (std::none_of(std::begin(kHarmless), std::end(kHarmless), is) &&
+                   !(options.repair && !finding.mended.empty())) {
+            lost++;
+            mendable += finding.mended.empty() ? 0u : 1u;
+        }
+    }
+    if (lost > 0) {
+        facts.warnings.push_back(
+            {"not_read_as_meant",
+             fmt::format("{} not read as meant; check tells which{}", CountText(lost, "line"),
+                         mendable > 0 ? fmt::format(", --repair mends {} of them", mendable) : "")});
+    }
+}
+
 // Lets the plug-in read a copy of the file where one is wished for and differs, and takes what its lines tell.
 static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions &options, RepairedFile &repaired,
                          SourceText &source, FileFacts &facts, PluginFile &file) {
@@ -278,12 +319,14 @@ static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions 
         TellMended(facts.name, repaired.mended);
     }
     if (options.findings) {
-        facts.findings = LookAtSource(entry, url, options.encoding, source);
+        facts.findings = FindingsIn(entry, url, options, source);
         facts.source = &source;
+    } else if (options.markup) {
+        WarnOfLosses(options, FindingsIn(entry, url, options, source), facts);
     }
 }
 
-int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
+static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
     RunOptions options = asked;
     FileFacts facts{.name = name};
     facts.raw = options.raw || !options.converter; // the rules of a format are for text in a known encoding
@@ -310,4 +353,16 @@ int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name
     ComplainAll(facts);
     CountFile(facts, out.totals);
     return Status(facts);
+}
+
+// Libraries may throw, if only for want of memory; the files after this one may do with less.
+int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
+    try {
+        return ReportFile(entry, asked, name, out);
+    } catch (const std::exception &error) {
+        Complain(name, fmt::format("it could not be worked on to its end: {}", error.what()));
+        out.totals.files++;
+        out.totals.failed++;
+        return EXIT_FAILED;
+    }
 }

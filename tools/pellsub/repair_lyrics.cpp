@@ -122,12 +122,27 @@ static bool NeedsMending(Repair &repair, const LyricLine &lyric, size_t line) {
     return misread || (lyric.stamped && !lyric.tags.empty());
 }
 
+// A player takes fractions and offsets in a way of its own.
+static void NoteTwoReadings(Repair &repair, const std::vector<LyricLine> &lyrics, int64_t offset) {
+    const auto differs = [](const LyricTag &tag) {
+        return TagMs(tag.clock, false) != TagMs(tag.clock, true);
+    };
+    const auto first = std::find_if(lyrics.begin(), lyrics.end(), [=](const LyricLine &lyric) {
+        return !lyric.tags.empty() && (offset != 0 || std::any_of(lyric.tags.begin(), lyric.tags.end(), differs));
+    });
+    if (first != lyrics.end()) {
+        const size_t line = static_cast<size_t>(first - lyrics.begin());
+        NoteLeft(repair, FINDING_TWO_READINGS, line + 1, repair.source.lines[line].text);
+    }
+}
+
 void RepairLyrics(Repair &repair) {
     std::vector<LyricLine> lyrics;
     for (const SourceLine &line : repair.source.lines) {
         lyrics.push_back(LyricLineOf(line.text));
     }
     const int64_t offset = CommonOffset(lyrics);
+    NoteTwoReadings(repair, lyrics, offset);
     for (size_t i = 0; i < lyrics.size(); i++) {
         const LyricLine &lyric = lyrics[i];
         const bool mending = repair.mend && NeedsMending(repair, lyric, i);

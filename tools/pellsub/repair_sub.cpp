@@ -68,7 +68,8 @@ static void RepairMicrodvd(Repair &repair) {
             NoteLeft(repair, FINDING_LINE_NOT_UNDERSTOOD, i + 1, text);
         }
         repair.lines.emplace_back(moved ? trimmed : std::string_view(text));
-        if (line && !line->text.empty()) {
+        const bool rate = line && repair.cues.empty() && line->text.find_first_not_of("0123456789.") == line->text.npos;
+        if (line && !line->text.empty() && !rate) {
             repair.cues.push_back({i + 1, line->start, line->end});
         }
     }
@@ -97,11 +98,15 @@ static bool RepairTenths(Repair &repair) {
 
 // --- SubViewer -----------------------------------------------------------------------------------------------------
 
+// As players read any clock: hours have as many digits as they take.
+static std::string LongFields(int64_t seconds) {
+    return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
 static std::string SubviewerClock(const Clock &clock, char mark, bool common) {
-    static constexpr int64_t kAnyHours = 999999;
     const std::string fraction = common ? FractionText(clock, 3) : (clock.fraction.empty() ? "0" : clock.fraction);
     return clock.negative ? fmt::format("00:00:00{}0", mark)
-                          : fmt::format("{}{}{}", *FieldsText(clock.seconds, kAnyHours), mark, fraction);
+                          : fmt::format("{}{}{}", LongFields(clock.seconds), mark, fraction);
 }
 
 static std::optional<BlockTime> SubviewerTime(const Repair &repair, std::string_view text) {
@@ -208,7 +213,7 @@ static std::optional<DvdTime> DvdTimeOf(std::string_view text) {
 static std::string DvdLine(const Repair &repair, const DvdTime &time) {
     const std::string fraction = time.fraction.empty() ? "0" : time.fraction;
     const bool hundredths = repair.common && fraction.size() <= 2;
-    return fmt::format("{{T {}:{}{}", *FieldsText(time.seconds, 999999), fraction, hundredths ? "0" : "");
+    return fmt::format("{{T {}:{}{}", LongFields(time.seconds), fraction, hundredths ? "0" : "");
 }
 
 // A brace in a line's first or second place closes a cue.
@@ -249,6 +254,34 @@ static void RepairDvdText(Repair &repair) {
     }
 }
 
+// --- two readings --------------------------------------------------------------------------------------------------
+
+static bool DiffersInReading(const Clock &clock) {
+    return LiteralMs(clock) != DecimalMs(clock);
+}
+
+static bool HasTwoReadings(std::string_view form, std::string_view text) {
+    if (form == "subviewer") {
+        const auto line = TimeLineOf(text);
+        return line && (DiffersInReading(line->start) || DiffersInReading(line->end));
+    }
+    if (form == "dvdsubtitle") {
+        const auto time = DvdTimeOf(text);
+        return time && time->fraction.size() < 3 && time->fraction.find_first_not_of('0') != text.npos;
+    }
+    std::string_view rate = text.substr(text.starts_with("FORMAT=") ? 7 : text.size());
+    return form == "mpsub" && TakeDecimal(rate).value_or(0) > 0;
+}
+
+static void NoteTwoReadings(Repair &repair, std::string_view form) {
+    const auto &lines = repair.source.lines;
+    const auto first = std::find_if(lines.begin(), lines.end(),
+                                    [=](const SourceLine &line) { return HasTwoReadings(form, line.text); });
+    if (first != lines.end()) {
+        NoteLeft(repair, FINDING_TWO_READINGS, static_cast<size_t>(first - lines.begin()) + 1, first->text);
+    }
+}
+
 // --- the form ------------------------------------------------------------------------------------------------------
 
 // The first lines without what stands in front of them, so that blanks there do not hide the form.
@@ -267,6 +300,7 @@ void RepairSub(Repair &repair) {
                            return TimeLineOf(line.text).has_value();
                        });
     const std::string_view name = form != nullptr ? form->name : (timed ? "subviewer" : "");
+    NoteTwoReadings(repair, name);
     if (name == "subviewer") {
         RepairBlocks(repair, {.timeOf = SubviewerTime,
                               .header = true,

@@ -93,6 +93,10 @@ struct FileFacts {
 
 bool IsFormat(const FileFacts &facts, std::string_view format);
 
+// When the cue ends, as far as its file says so: lyrics and text SUB have cues that only begin, and for them the
+// plug-in tells an end that is none.
+std::optional<int64_t> ToldEnd(const FileFacts &facts, const Cue &cue);
+
 struct RenderRun;
 struct ConvertRun;
 struct TimelineRun;

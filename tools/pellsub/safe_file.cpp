@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,14 +15,12 @@
 static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
 
 std::optional<std::string> MakeDirectory(const std::string &directory) {
-    struct stat status = {};
-    if (mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST) {
-        return fmt::format("{}: cannot be made: {}", directory, std::strerror(errno));
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    if (std::filesystem::is_directory(directory)) {
+        return std::nullopt;
     }
-    if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-        return fmt::format("{}: is there already and no directory", directory);
-    }
-    return std::nullopt;
+    return fmt::format("{}: is no directory and cannot be made one: {}", directory, error.message());
 }
 
 std::string FileNamePart(std::string_view language) {
@@ -73,13 +72,23 @@ static bool WriteAll(int fd, std::string_view bytes) {
     return true;
 }
 
+// The permissions of a file that is about to be replaced.
+static std::optional<mode_t> ModeOf(const std::string &path) {
+    struct stat status = {};
+    const bool file = lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return file ? std::optional<mode_t>(status.st_mode & 0777) : std::nullopt;
+}
+
 // 0, or an error number.
-static int WriteNewFile(const std::string &path, std::string_view bytes) {
+static int WriteNewFile(const std::string &path, std::string_view bytes, std::optional<mode_t> mode) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
         return errno;
     }
-    const int error = WriteAll(fd, bytes) ? 0 : errno;
+    int error = WriteAll(fd, bytes) ? 0 : errno;
+    if (error == 0 && mode && fchmod(fd, *mode) != 0) {
+        error = errno;
+    }
     const int closeError = close(fd) == 0 ? 0 : errno;
     return error != 0 ? error : closeError;
 }
@@ -101,7 +110,7 @@ std::optional<Problem> WriteFileSafely(const std::string &path, std::string_view
     }
     const std::string beside = PlaceBeside(path);
     unlink(beside.c_str()); // of a run that was killed
-    int error = WriteNewFile(beside, bytes);
+    int error = WriteNewFile(beside, bytes, ModeOf(path));
     if (error == 0 && !MoveTo(beside, path, overwrite)) {
         error = errno;
     }

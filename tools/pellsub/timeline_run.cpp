@@ -122,11 +122,6 @@ static void WarnOfPictures(const TimelineRun &run, FileFacts &facts) {
 
 // --- files and cues ------------------------------------------------------------------------------------------------
 
-// Lyrics say when a line begins and never when it ends; for them the plug-in tells an end that is none.
-static std::optional<int64_t> EndOf(const FileFacts &facts, const Cue &cue) {
-    return IsFormat(facts, "lrc") && cue.endMs == cue.startMs ? std::nullopt : cue.endMs;
-}
-
 static void TimelineBeginFile(Output &out, const FileFacts &facts) {
     TimelineRun &run = *out.timeline;
     run.cues.assign(facts.streams.size(), "");
@@ -149,7 +144,7 @@ static void TimelineCue(Output &out, const FileFacts &facts, const Cue &cue) {
     if (cue.stream != run.stream.number) {
         StartStream(run, facts, cue.stream);
     }
-    const auto end = EndOf(facts, cue);
+    const auto end = ToldEnd(facts, cue);
     Json json = {cue.startMs, end ? Json(*end) : Json(), cue.text};
     if (!cue.raw) {
         json.push_back(PictureText(run, cue));

@@ -10,7 +10,7 @@ static constexpr size_t kMaxDigits = 6;
 
 // Marks of direction and width that editors leave, in UTF-8.
 static constexpr std::string_view kInvisible[] = {"\xEF\xBB\xBF", "\xE2\x80\x8E", "\xE2\x80\x8F", "\xE2\x80\xAA",
-                                                  "\xE2\x80\xAC", "\xE2\x80\x8B", "\xE2\x80\x8C", "\xE2\x81\xA0"};
+                                                  "\xE2\x80\xAC", "\xE2\x80\x8B", "\xE2\x80\x8C"};
 
 static constexpr std::string_view kArrows[] = {"-->",           "--&gt;", "->", "--->", "- ->",
                                                "\xE2\x80\x94>", "- - >",  "=>", "==>",  "\xE2\x86\x92",

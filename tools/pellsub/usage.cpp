@@ -198,13 +198,15 @@ std::string ExplainError(const CLI::App &app, const std::vector<std::string> &ar
     const CLI::App &command = *chosen.front();
     const std::string option = UnknownOption(arguments, OptionNames(command));
     const bool unknown = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr && !option.empty();
+    std::string what = error.what();
     if (dynamic_cast<const CLI::ArgumentMismatch *>(&error) != nullptr) {
-        const std::string message = error.what();
-        return fmt::format("{} needs a value\nsee pellsub {} --help", message.substr(0, message.find(':')),
-                           command.get_name());
+        const std::string name = what.substr(0, what.find(':'));
+        what = name == "FILE" ? command.get_name() + " takes one FILE" : name + " needs a value";
+    } else if (unknown) {
+        what =
+            fmt::format("{} is no option of {}{}", option, command.get_name(), Nearest(option, OptionNames(command)));
+    } else if (dynamic_cast<const CLI::RequiredError *>(&error) != nullptr && !option.empty()) {
+        what += fmt::format("; a file whose name begins with a hyphen is written ./{}...", option);
     }
-    const std::string what = unknown ? fmt::format("{} is no option of {}{}", option, command.get_name(),
-                                                   Nearest(option, OptionNames(command)))
-                                     : std::string(error.what());
     return fmt::format("{}\nsee pellsub {} --help", what, command.get_name());
 }

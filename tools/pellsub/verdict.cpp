@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 before the command shows why";
+static constexpr const char *kSeeCheck = "check tells which lines are not understood, and --repair mends what it can";
 
 static std::string FailedText(const FileFacts &facts, const Findings &findings) {
     return CountText(findings.failedReads, facts.textual ? "cue" : "picture");
@@ -148,7 +149,7 @@ Problem Interrupted(const Findings &findings) {
 
 static Problem NoSubCue(const FileFacts &facts) {
     if (facts.formTitle != nullptr) {
-        return {"no_cue", fmt::format("it looks like {}, but no cue is found in it; {}", facts.formTitle, kSeeLog)};
+        return {"no_cue", fmt::format("it looks like {}, but no cue is found in it; {}", facts.formTitle, kSeeCheck)};
     }
     return {"no_sub_form",
             fmt::format("none of the four forms of text SUB begins in its first 100 lines: {}", SubFormList())};
@@ -158,8 +159,10 @@ Problem NotIndexed(const FileFacts &facts) {
     if (IsUtf32(facts)) {
         return NoCue(facts);
     }
-    if (facts.format != nullptr && std::string_view(facts.format) == "sub") {
+    if (IsFormat(facts, "sub")) {
         return NoSubCue(facts);
     }
-    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeLog)};
+    const char *needs =
+        IsFormat(facts, "ass") ? ", which needs a Dialogue line behind the Format line of [Events]" : "";
+    return {"index_failed", fmt::format("nothing in it is read as a cue{}; {}", needs, kSeeCheck)};
 }
