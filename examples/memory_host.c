@@ -145,8 +145,14 @@ static void ShowStreams(FormatEntry *entry, void *file) {
 
 static void ShowCues(FormatEntry *entry, void *file) {
     FmtFrame frame = {0};
+    int32_t result = entry->fmt_read(file, &frame);
 
-    while (entry->fmt_read(file, &frame) == 0) {
+    /* -1: this cue failed, the next one may not */
+    for (int failed = 0; result != -2 && failed < 100; result = entry->fmt_read(file, &frame)) {
+        failed = result == 0 ? 0 : failed + 1;
+        if (result != 0) {
+            continue;
+        }
         printf("%lld to %lld ms: %.*s\n", (long long)frame.s64Pts, (long long)(frame.s64Pts + frame.u32Duration),
                (int)frame.u32DataLen, (char *)frame.pu8Data);
         entry->fmt_free(file, &frame);

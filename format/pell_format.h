@@ -118,8 +118,10 @@ enum InvokeCommand {
                                     so does every later one; SMI keeps what it has and succeeds. The one call that
                                     may come from another thread */
     INVOKE_SET_SRC_CODETYPE = 3, /* int32_t *, in and out: the file's code type. A new value re-indexes the file;
-                                    0 identifies the type first and writes it back */
-    INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in; 2 also expands tabs */
+                                    0 identifies the type first and writes it back (ASS: not).
+                                    After find-stream; a later one identifies anew */
+    INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in, one that contains
+                                    ASCII; 2 also expands tabs */
     INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: handed in before find-stream, kept by
                                     pointer, must outlive the handle */
 };
@@ -138,8 +140,8 @@ enum CharsetStreamType {
 typedef struct CharsetOps {
     /* Makes an instance; the second argument is always 0. 0 is success. */
     int32_t (*create)(void **phCharset, int32_t s32Reserved);
-    /* Identifies s32Len bytes of text. The hint is g_formatEntry.s32CodeTypeHint, or 0x123456 to ask for the next
-       best guess. 0 is success and *ps32CodeType set. */
+    /* Identifies s32Len bytes of text, -1 when they could not be read. The hint is g_formatEntry.s32CodeTypeHint, or
+       0x123456 to ask for the next best guess. 0 is success and *ps32CodeType set. */
     int32_t (*getCodeType)(void *hCharset, const uint8_t *pu8Text, int32_t s32Len, int32_t s32Hint,
                            int32_t *ps32CodeType);
     /* Converts. *ps32OutLen: capacity in, bytes produced out. *ps32Used: bytes of input consumed. The input may begin
@@ -161,7 +163,8 @@ typedef int32_t (*FmtFindFn)(const char *pszUrl, Protocol *pstProtocol);
 typedef int32_t (*FmtOpenFn)(const char *pszUrl, Protocol *pstProtocol, void **phFmt);
 /* Identifies the encoding and indexes every cue (VobSub is indexed by open). The second argument is not read. */
 typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);
-/* *ppstInfo is the handle's own record, valid until fmt_close. */
+/* *ppstInfo is the handle's own record, valid until fmt_close; what it points to moves when the file is indexed anew.
+ */
 typedef int32_t (*FmtGetInfoFn)(void *hFmt, FileInfo **ppstInfo);
 /* 0: frame filled. -1: this cue failed, and most demuxers skip it. -2: no cue left (VobSub: -1). */
 typedef int32_t (*FmtReadFn)(void *hFmt, FmtFrame *pstFrame);
@@ -184,7 +187,7 @@ typedef int32_t (*UrlFindFn)(const char *pszUrl);
 /* 0 and *phUrl set; the handle is the caller's until url_close. Flags: 1 create for writing, which the
    file protocol refuses; all else reading. */
 typedef int32_t (*UrlOpenFn)(const char *pszUrl, int32_t s32Flags, void **phUrl);
-/* Bytes delivered, possibly fewer than asked, even 0 at the end; -1 when nothing is left or on error. */
+/* Bytes delivered: as many as asked, or fewer at the end, even 0; -1 when nothing is left or on error. */
 typedef int32_t (*UrlReadFn)(void *hUrl, uint8_t *pu8Buf, int32_t s32Size);
 /* The new position. Whence: 0 start, 1 current, 2 end. Low 32 bits all ones: failed. */
 typedef int64_t (*UrlSeekFn)(void *hUrl, int64_t s64Offset, int32_t s32Whence);
@@ -205,7 +208,8 @@ struct Protocol {
 /* A plug-in descriptor: the aggregate entry, a demuxer or a protocol. Empty slots are null. */
 typedef struct FormatEntry {
     const char *pszLibName;
-    const char *pszExtList;      /* file extensions, comma-separated, no dots */
+    const char *pszExtList;      /* file extensions, comma-separated, no dots; that of g_formatEntry is not the list of
+                                    what is read: fmt_find tells */
     const char *pszProtocolList; /* URL schemes, comma-separated */
     uint32_t u32Version;
     const char *pszDescription;
@@ -229,7 +233,8 @@ typedef struct FormatEntry {
     void *pReserved1;
     struct FormatEntry *pstNext; /* written by the registries only */
     void *pReserved2;
-    int32_t s32CodeTypeHint; /* in g_formatEntry: set by the host, 0 until then; open copies it into the demuxer */
+    int32_t s32CodeTypeHint; /* in g_formatEntry: set by the host, 0 until then; open copies it into the demuxer, where
+                                it holds for all files of the format */
 } FormatEntry;
 
 /* The protocol slots of a descriptor as a Protocol, as fmt_find and fmt_open take it. */

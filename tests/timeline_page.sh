@@ -14,9 +14,13 @@ failed=0
 dom() {
     page=$1
     shift
-    timeout 120 "$browser" --headless=new --no-sandbox --disable-gpu --user-data-dir="$work/profile" --no-first-run \
-        --window-size=1200,900 --virtual-time-budget=5000 "$@" --dump-dom "file://$work/$page" 2>"$work/log" |
-        sed '/<style>/,/<\/style>/d;/<script/,/<\/script>/d' >"$work/dom"
+    # On a busy machine the document may be taken before its first frame is drawn.
+    for _ in 1 2 3 4 5 6; do
+        timeout 120 "$browser" --headless=new --no-sandbox --disable-gpu --user-data-dir="$work/profile" \
+            --no-first-run --window-size=1200,900 --virtual-time-budget=5000 "$@" --dump-dom "file://$work/$page" \
+            2>"$work/log" | sed '/<style>/,/<\/style>/d;/<script/,/<\/script>/d' >"$work/dom"
+        ! grep -q 'data-bars=' "$work/dom" || return 0
+    done
 }
 
 # expect COUNT PATTERN WHAT: so often the pattern is in the document.

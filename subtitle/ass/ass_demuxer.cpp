@@ -241,6 +241,7 @@ static int32_t AssDemuxerRead(void *hFmt, FmtFrame *pstFrame) {
     // A failed conversion leaves whatever length the converter claimed.
     const uint32_t u32OutLen = s32OutLen > 0 ? static_cast<uint32_t>(s32OutLen) : 0;
     pstFrame->u32DataLen = u32OutLen < SVR_SUB_STR_OUT_MAX_LEN ? u32OutLen : SVR_SUB_STR_OUT_MAX_LEN;
+    pstFrame->pu8Data[pstFrame->u32DataLen] = '\0';
     return 0;
 }
 

@@ -12,7 +12,7 @@ struct TextHead {
     uint32_t bFileOpen;    // 1 once open has succeeded
     uint32_t bStopParse;   // 1 after INVOKE_STOP, never cleared; written by another thread, see SvrTextStopped
     Protocol *pstProtocol; // what the file is read through; not owned
-    FileInfo stFileInfo;   // handed out by get-info; its programs are the host's to free
+    FileInfo stFileInfo;   // handed out by get-info; its programs are made and freed by the host's functions
     void *hCharset;        // converter instance, null when there is none; owned
     void (*pfnCharsetDestroy)(void *hCharset); // of the table that made it; the host may have handed in another since
     const CharsetOps *pstCharsetOps;           // handed in by the host, may be null; not owned

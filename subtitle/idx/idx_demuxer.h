@@ -35,7 +35,7 @@ struct IdxDemuxerHdl {
     uint32_t bFileOpen;    // 1 once both files are open
     uint32_t bStopParse;   // 1 after INVOKE_STOP, never cleared
     Protocol *pstProtocol; // what both files are read through; not owned
-    FileInfo stFileInfo;   // handed out by get-info; its programs are the host's to free
+    FileInfo stFileInfo;   // handed out by get-info; its programs are made and freed by the host's functions
     IdxLangEntry astLang[PELL_FORMAT_MAX_LANG_NUM];
     uint32_t bNewId;                           // 1 between an id line and the time stamp that creates its language
     int32_t s32TimeOffset;                     // ms, added to every time stamp

@@ -80,8 +80,7 @@ static int32_t SmiDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **
     return 0;
 }
 
-// Describes the classes as the streams of the first program, behind the program and streams that are added for them
-// each time. 0 or -1.
+// Adds a program and streams each time, and describes the classes in the first ones; the others stay unused. 0 or -1.
 static int32_t SmiSetFileInfo(SmiDemuxerHdl *pstHdl) {
     FileInfo *pstInfo = &pstHdl->stHead.stFileInfo;
     pstHdl->s32ClassNum = pstHdl->s32ClassNum == 0 ? 1 : pstHdl->s32ClassNum;
