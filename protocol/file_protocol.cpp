@@ -94,12 +94,16 @@ static int32_t SvrFileReadFd(int32_t s32Fd, uint8_t *pu8Buf, int32_t s32Size) {
     return s32Got;
 }
 
-// Fills the cache from the descriptor with at most s32Want bytes.
+// Fills the cache from the descriptor with at most s32Want bytes, the first of which is that of s64CurPos. In a file
+// that does not change, a fill from an earlier position would end at the same place when this one has seen the end; so
+// a seek back may stay in the cache. One that begins before a range is left, as a step back in it could lead out of the
+// range.
 static int32_t SvrFileFill(SvrFileHandle *pstFile, int32_t s32Want) {
     const int32_t s32Got = SvrFileReadFd(pstFile->s32Fd, pstFile->au8Cache, s32Want);
     pstFile->pu8Cur = pstFile->au8Cache;
     pstFile->pu8End = pstFile->au8Cache + s32Got;
     pstFile->bEof = s32Got < SVR_FILE_CACHE_SIZE ? 1 : 0;
+    pstFile->bMayStepBack = pstFile->bEof != 0 && pstFile->bSeeksAgree != 0 && pstFile->s64CurPos >= 0 ? 1 : 0;
     return s32Got;
 }
 
@@ -213,18 +217,15 @@ static int32_t SvrFileOpen(const char *pszUrl, int32_t s32Flags, void **phUrl) {
     return 0;
 }
 
-// The handle when it can be read and sought, else null after the message.
-static SvrFileHandle *SvrFileUsable(void *hUrl, const char *pszFunc) {
-    SvrFileHandle *pstFile = static_cast<SvrFileHandle *>(hUrl);
-    if (pstFile == nullptr || pstFile->pu8Cur == nullptr || pstFile->pu8End == nullptr) {
-        SVR_LOG_RESULT(pszFunc, "invalid param", -1);
-        return nullptr;
-    }
-    if (pstFile->s32Fd == -1) {
-        SVR_LOG_RESULT(pszFunc, "file not open", -1);
-        return nullptr;
-    }
-    return pstFile;
+static bool SvrFileIsUsable(const SvrFileHandle *pstFile) {
+    return pstFile != nullptr && pstFile->pu8Cur != nullptr && pstFile->pu8End != nullptr && pstFile->s32Fd != -1;
+}
+
+// Says why a handle is not usable. -1.
+static int32_t SvrFileRefuse(const SvrFileHandle *pstFile, const char *pszFunc) {
+    const bool bClosed = pstFile != nullptr && pstFile->pu8Cur != nullptr && pstFile->pu8End != nullptr;
+    SVR_LOG_RESULT(pszFunc, bClosed ? "file not open" : "invalid param", -1);
+    return -1;
 }
 
 static int32_t SvrFileReadGetCurPos(const SvrFileHandle *pstFile, int64_t *ps64Pos) {
@@ -276,9 +277,9 @@ static int32_t SvrFileReadFromFile(SvrFileHandle *pstFile, uint8_t *pu8Buf, int3
 
 static int32_t SvrFileRead(void *hUrl, uint8_t *pu8Buf, int32_t s32Size) {
     SVR_RETURN_UNLESS(pu8Buf != nullptr && s32Size >= 0, __func__, "invalid param");
-    SvrFileHandle *pstFile = SvrFileUsable(hUrl, __func__);
-    if (pstFile == nullptr) {
-        return -1;
+    SvrFileHandle *pstFile = static_cast<SvrFileHandle *>(hUrl);
+    if (!SvrFileIsUsable(pstFile)) {
+        return SvrFileRefuse(pstFile, __func__);
     }
     if (SvrFileAvail(pstFile) >= s32Size) {
         return SvrFileReadFromCache(pstFile, pu8Buf, s32Size);
@@ -288,9 +289,9 @@ static int32_t SvrFileRead(void *hUrl, uint8_t *pu8Buf, int32_t s32Size) {
 
 // Fills the cache at a new descriptor position; returns the logical position.
 static int64_t SvrFileSeekRefill(SvrFileHandle *pstFile, int64_t s64FdPos) {
-    SvrFileFill(pstFile, SvrFileWithinRange(pstFile, s64FdPos, SVR_FILE_CACHE_SIZE));
     pstFile->s64CurPos = SvrFileHasRange(pstFile) ? s64FdPos - pstFile->s64FileOffset : s64FdPos;
     pstFile->bSeeksAgree = SvrFileHasRange(pstFile) || pstFile->s64FileOffset == 0 ? 1 : 0;
+    SvrFileFill(pstFile, SvrFileWithinRange(pstFile, s64FdPos, SVR_FILE_CACHE_SIZE));
     return pstFile->s64CurPos;
 }
 
@@ -305,17 +306,11 @@ static int64_t SvrFileSeekInCache(SvrFileHandle *pstFile, int64_t s64Step) {
     return pstFile->s64CurPos;
 }
 
-// Whether a backward seek may stay in the cache: in a file that does not change, a fill from the earlier position would
-// end at the same place. A cache from before a range is left, as a step back in it could lead out of the range.
-static bool SvrFileMayStepBack(const SvrFileHandle *pstFile) {
-    return pstFile->bEof == 1 && pstFile->bSeeksAgree != 0 && pstFile->s64CurPos >= pstFile->pu8Cur - pstFile->au8Cache;
-}
-
 static int64_t SvrFileSeekSet(SvrFileHandle *pstFile, int64_t s64Target) {
     SVR_RETURN_UNLESS(s64Target >= 0, __func__, "seek fail");
     int64_t s64Step = 0;
     if (!__builtin_sub_overflow(s64Target, pstFile->s64CurPos, &s64Step) && SvrFileInCache(pstFile, s64Step) &&
-        (s64Step >= 0 || SvrFileMayStepBack(pstFile))) {
+        (s64Step >= 0 || pstFile->bMayStepBack != 0)) {
         return SvrFileSeekInCache(pstFile, s64Step);
     }
     int64_t s64FdPos = -1;
@@ -357,9 +352,9 @@ static int64_t SvrFileSeekEnd(SvrFileHandle *pstFile, int64_t s64Step) {
 }
 
 static int64_t SvrFileSeek(void *hUrl, int64_t s64Offset, int32_t s32Whence) {
-    SvrFileHandle *pstFile = SvrFileUsable(hUrl, __func__);
-    if (pstFile == nullptr) {
-        return -1;
+    SvrFileHandle *pstFile = static_cast<SvrFileHandle *>(hUrl);
+    if (!SvrFileIsUsable(pstFile)) {
+        return SvrFileRefuse(pstFile, __func__);
     }
     switch (s32Whence) {
     case SEEK_SET:

@@ -17,6 +17,7 @@ struct SvrFileHandle {
     int64_t s64FileLength; // length of the range; 0 or less: no range
     int64_t s64FileOffset; // start of the range
     int32_t bSeeksAgree;   // a seek to s64CurPos would lead to where pu8Cur stands; 0 where an offset has no range
+    int32_t bMayStepBack;  // a seek back may stay in the cache, see SvrFileFill
 };
 
 // Whether a descriptor opens, reads and seeks with this protocol's own functions: a host may have put others in.

@@ -133,25 +133,6 @@ static bool IndexEndsBefore(const IndexNode *pstNode, int64_t s64Pts) {
            static_cast<uint64_t>(s64Pts) - static_cast<uint64_t>(pstNode->s64StartPts) > pstNode->u32Duration;
 }
 
-// Most files are in order. All comparisons agree on times of 31 bits; equal starts are in order as the file has them.
-static bool IndexIsSorted(const IndexNode *pstNodes, uint32_t u32Num) {
-    int64_t s64Last = 0;
-    for (uint32_t i = 0; i < u32Num; i++) {
-        if (pstNodes[i].s64StartPts < s64Last) {
-            return false;
-        }
-        s64Last = pstNodes[i].s64StartPts;
-    }
-    return s64Last <= INT32_MAX;
-}
-
-bool SvrIndexFinish(IndexNode *pstNodes, uint32_t u32Num, IndexCompareFn pfnCompare) {
-    if (!IndexIsSorted(pstNodes, u32Num)) {
-        SvrIndexSort(pstNodes, u32Num, sizeof(IndexNode), pfnCompare);
-    }
-    return SvrIndexEndsAscend(pstNodes, u32Num);
-}
-
 bool SvrIndexEndsAscend(const IndexNode *pstNodes, uint32_t u32Num) {
     int64_t s64Last = INT64_MIN;
     for (uint32_t i = 0; i < u32Num; i++) {
@@ -163,6 +144,24 @@ bool SvrIndexEndsAscend(const IndexNode *pstNodes, uint32_t u32Num) {
         s64Last = s64End;
     }
     return true;
+}
+
+// Most files are in order: one look then tells both. All comparisons agree on times of 31 bits; equal starts are in
+// order as the file has them.
+bool SvrIndexFinish(IndexNode *pstNodes, uint32_t u32Num, IndexCompareFn pfnCompare) {
+    int64_t s64Start = 0;
+    int64_t s64End = 0;
+    bool bEndsAscend = true;
+    for (const IndexNode *pstNode = pstNodes; pstNode < pstNodes + u32Num; pstNode++) {
+        if (pstNode->s64StartPts < s64Start || pstNode->s64StartPts > INT32_MAX) {
+            SvrIndexSort(pstNodes, u32Num, sizeof(IndexNode), pfnCompare);
+            return SvrIndexEndsAscend(pstNodes, u32Num);
+        }
+        s64Start = pstNode->s64StartPts;
+        bEndsAscend = bEndsAscend && s64Start + pstNode->u32Duration >= s64End;
+        s64End = s64Start + pstNode->u32Duration;
+    }
+    return bEndsAscend;
 }
 
 uint32_t SvrIndexFind(const IndexNode *pstNodes, uint32_t u32Num, int64_t s64Pts, bool bEndsAscend) {

@@ -9,11 +9,12 @@
 // "hh:mm:ss,mmm"
 static constexpr ClockForm s_stSrtClock = {3, 1, ",.:"};
 
+// Most lines are text or a number. The shortest time line is "0:0:0,0-->0:0:0,0".
+static bool SrtMayBeTimeLine(TextSpan stText) {
+    return stText.s32Len >= 17 && !SvrIsAlpha(stText.pu8Text[0]);
+}
+
 bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End) {
-    // Most lines are text or a number. The shortest time line is "0:0:0,0-->0:0:0,0".
-    if (stText.s32Len < 17 || SvrIsAlpha(stText.pu8Text[0])) {
-        return false;
-    }
     const uint8_t *pu8End = SvrSpanEnd(stText);
     const uint8_t *pu8Text = SvrScanClock(stText.pu8Text, pu8End, &s_stSrtClock, ps64Start);
     if (pu8Text == nullptr) {
@@ -84,7 +85,7 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
         if (enLine == TEXT_LINE_FAILED) {
             SVR_LOG_RESULT("SrtGetPts", "null", -1);
         }
-        if (enLine == TEXT_LINE_READ && SrtScanTimeLine(stText, &s64Start, &s64End)) {
+        if (enLine == TEXT_LINE_READ && SrtMayBeTimeLine(stText) && SrtScanTimeLine(stText, &s64Start, &s64End)) {
             // No empty line before this cue: the one before ends ahead of the number line and its line end.
             SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
             if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {
