@@ -6,11 +6,18 @@
 #include "subtitle/common/line_reader.h"
 #include "subtitle/common/text_reader.h"
 
+#include <cstdlib>
 #include <cstring>
 
 // Characters of "[offset:".
 static constexpr char s_aszOffset[] = "[offset:";
 static constexpr int32_t LRC_OFFSET_LEN = sizeof(s_aszOffset) - 1;
+
+// Of a node while the index is sorted.
+struct LrcPlace {
+    int64_t s64StartPts;
+    uint32_t u32Node; // the one that belongs here
+};
 
 // A tag: from its "[" to the end of the line, where its value begins, and what follows its "]".
 struct LrcTag {
@@ -255,6 +262,60 @@ static int LrcNodeCompare(const void *pvLeft, const void *pvRight) {
                                 static_cast<const LrcIndexNode *>(pvRight)->s64StartPts);
 }
 
+static int LrcPlaceCompare(const void *pvLeft, const void *pvRight) {
+    return SvrIndexCompareTimes(static_cast<const LrcPlace *>(pvLeft)->s64StartPts,
+                                static_cast<const LrcPlace *>(pvRight)->s64StartPts);
+}
+
+static bool LrcIsSorted(const LrcIndexNode *pstNodes, uint32_t u32Num) {
+    for (uint32_t i = 1; i < u32Num; i++) {
+        if (LrcNodeCompare(&pstNodes[i - 1], &pstNodes[i]) > 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Brings each node to its place, and each place to itself, along the circles that they form.
+static void LrcMoveNodes(LrcIndexNode *pstNodes, LrcPlace *pstPlaces, uint32_t u32Num) {
+    for (uint32_t i = 0; i < u32Num; i++) {
+        if (pstPlaces[i].u32Node == i) {
+            continue;
+        }
+        const LrcIndexNode stHeld = pstNodes[i];
+        uint32_t u32To = i;
+        while (pstPlaces[u32To].u32Node != i) {
+            const uint32_t u32From = pstPlaces[u32To].u32Node;
+            pstNodes[u32To] = pstNodes[u32From];
+            pstPlaces[u32To].u32Node = u32To;
+            u32To = u32From;
+        }
+        pstNodes[u32To] = stHeld;
+        pstPlaces[u32To].u32Node = u32To;
+    }
+}
+
+// Nodes are large: their places are sorted, and each node is moved once. Without memory for that, the nodes themselves.
+static void LrcSort(LrcDemuxerHdl *pstHdl) {
+    LrcIndexNode *pstNodes = pstHdl->pstLrcIndexNodeList;
+    const uint32_t u32Num = pstHdl->u32IndexNum;
+    if (LrcIsSorted(pstNodes, u32Num)) {
+        return;
+    }
+    // Less than the nodes themselves take.
+    LrcPlace *pstPlaces = static_cast<LrcPlace *>(PlayerMallocZ(u32Num * static_cast<uint32_t>(sizeof(LrcPlace))));
+    if (pstPlaces == nullptr) {
+        SvrIndexSort(pstNodes, u32Num, sizeof(LrcIndexNode), LrcNodeCompare);
+        return;
+    }
+    for (uint32_t i = 0; i < u32Num; i++) {
+        pstPlaces[i] = {pstNodes[i].s64StartPts, i};
+    }
+    SvrIndexSort(pstPlaces, u32Num, sizeof(LrcPlace), LrcPlaceCompare);
+    LrcMoveNodes(pstNodes, pstPlaces, u32Num);
+    free(pstPlaces);
+}
+
 static int32_t LrcNodeParse(LrcDemuxerHdl *pstHdl) {
     static const char s_aszParse[] = "LrcParse";
     TextReader stReader = LrcReaderOf(pstHdl);
@@ -267,7 +328,7 @@ static int32_t LrcNodeParse(LrcDemuxerHdl *pstHdl) {
         const TextLine enLine = LrcReadAndTransCodeLine(&stReader, &stText);
         SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, s_aszParse, "null");
         if (enLine == TEXT_LINE_END) {
-            SvrIndexSort(pstHdl->pstLrcIndexNodeList, pstHdl->u32IndexNum, sizeof(LrcIndexNode), LrcNodeCompare);
+            LrcSort(pstHdl);
             return 0;
         }
         if (enLine == TEXT_LINE_READ && LrcParseLine(pstHdl, stText) != 0) {
