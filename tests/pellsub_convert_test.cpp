@@ -270,6 +270,23 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
     }
 }
 
+TEST_F(PellsubConvert, KeepsAssButForItsTimes) {
+    const std::string head = "[Script Info]\nPlayResX: 640\n[V4+ Styles]\nStyle: Top,Arial,20\n[Events]\n"
+                             "Format: Layer, Start, End, Style, Text\n";
+    const std::string rest = "[Fonts]\nfontname: a.ttf\n";
+    Write("a.ass", head +
+                       "Dialogue: 1,0:00:02.00,0:00:03.00,Top,{\\k20\\pos(1,2)}b\nDialogue: 0, 0:00:01.50,"
+                       "0:00:02.00,Top,a\nDialogue: 0,0:00:02.00,0:00:03.00,Top,{\\p1}m 0 0\n" +
+                       rest);
+    const Result result = RunHere({"convert", "a.ass", "--to", "ass", "-o", "b.ass", "--shift", "500"});
+    EXPECT_EQ(ReadAll(fs::path(directory) / "b.ass"),
+              head +
+                  "Dialogue: 0,0:00:02.00,0:00:02.50,Top,a\nDialogue: 1,0:00:02.50,0:00:03.50,Top,{\\k20\\pos(1,2)}b\n"
+                  "Dialogue: 0,0:00:02.50,0:00:03.50,Top,{\\p1}m 0 0\n" +
+                  rest);
+    EXPECT_EQ(result.status, 0) << result.err;
+}
+
 TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
     static constexpr const char *kSpelling = "c.srt: warning: 1 line not read as meant; check tells which, --repair ";
     Write("a.lrc", "[00:01.50]one\n");

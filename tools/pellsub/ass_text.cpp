@@ -1,6 +1,7 @@
 // ASS and SSA event lines to their fields, and to the text that a person reads.
 #include "tools/pellsub/ass_text.h"
 
+#include "tools/pellsub/timing_clock.h"
 #include "tools/pellsub/words.h"
 
 #include <algorithm>
@@ -30,6 +31,27 @@ static std::string_view TakeUpTo(std::string_view &text, const char *ends) {
 static std::optional<std::string_view> AfterDialogue(std::string_view line) {
     const size_t at = FindNoCase(line, kDialogue);
     return at != line.npos ? std::optional(line.substr(at + kDialogue.size())) : std::nullopt;
+}
+
+static bool IsTime(std::string_view field) {
+    const auto clock = TakeClock(field);
+    return clock && clock->groups == 3 && Trimmed(field).empty();
+}
+
+std::optional<AssTimed> AssTimedOf(std::string_view line) {
+    std::string_view rest = AfterDialogue(line).value_or("");
+    while (!rest.empty()) {
+        const size_t start = static_cast<size_t>(rest.data() - line.data());
+        const std::string_view first = TakeUpTo(rest, ",");
+        const size_t end = static_cast<size_t>(rest.data() - line.data());
+        std::string_view behind = rest;
+        const std::string_view second = TakeUpTo(behind, ",");
+        if (IsTime(first) && IsTime(second)) {
+            return AssTimed{std::string(line.substr(0, start)), std::string(line.substr(start + first.size(), 1)),
+                            std::string(line.substr(end + second.size()))};
+        }
+    }
+    return std::nullopt;
 }
 
 // "MarginL" to "margin_l".

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,14 @@ struct AssEvent {
     std::string_view line;                // as delivered, without its line end
     std::vector<std::string_view> values; // for the fields, in order; fewer when the line ends early
 };
+
+// An event line around its times.
+struct AssTimed {
+    std::string before, between, behind;
+};
+
+// The first field that is a time and the one behind it are start and end, as for a player. Nothing: there are none.
+std::optional<AssTimed> AssTimedOf(std::string_view line);
 
 // "a, b,c" at its commas, without the blanks around them.
 std::vector<std::string_view> AssListOf(std::string_view list);

@@ -61,8 +61,8 @@ static constexpr const char *kConvertExamples = "  pellsub convert movie.smi --t
 
 static constexpr const char *kAboutConvert =
     "A file is named after its source and the language of the stream: movie.smi becomes movie.ko.vtt and movie.en.vtt. "
-    "Text becomes UTF-8, and markup what the other format has for it: emphasis, colours of words and places; styles, "
-    "fonts and effects of ASS are left behind. VobSub is pictures; render draws them.\n"
+    "Text becomes UTF-8, and markup what the other format has for it: emphasis, colours of words and places. ASS that "
+    "stays ASS has other times and is the same in all else. VobSub is pictures; render draws them.\n"
     "There is a file for each language, beside FILE, or in DIR, where those of all directories lie side by side; -o - "
     "writes to standard output. What of a file is not read as it is meant is warned of.\n";
 

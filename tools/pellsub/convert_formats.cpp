@@ -190,7 +190,39 @@ static std::string AssTime(int64_t ms) {
     return fmt::format("{}:{:02}:{:02}.{:02}", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60, ms / 10 % 100);
 }
 
+// Where events stand: behind the Format line of the events section, or at the end of a header that has none.
+static size_t PlaceOfEvents(std::string_view header) {
+    bool events = false;
+    for (size_t at = 0; at < header.size();) {
+        const size_t end = std::min(header.find('\n', at), header.size() - 1) + 1;
+        const std::string_view line = header.substr(at, end - at);
+        events = line.starts_with('[') ? BeginsNoCase(line, "[Events]") : events;
+        if (events && BeginsNoCase(line, "Format:")) {
+            return end;
+        }
+        at = end;
+    }
+    return header.size();
+}
+
+// Only times are other than they were.
+static std::string WriteSameAss(const ConvertedStream &stream) {
+    const size_t place = PlaceOfEvents(stream.header);
+    const char *lineEnd = stream.header.find("\r\n") != std::string::npos ? "\r\n" : "\n";
+    std::string document = stream.header.substr(0, place);
+    document += document.ends_with('\n') ? "" : lineEnd;
+    for (const ConvertedCue &cue : stream.cues) {
+        const AssTimed event = cue.event.value_or(AssTimed{"Dialogue: 0,", ",", ",Default,,0,0,0,,"});
+        document += event.before + AssTime(cue.startMs) + event.between + AssTime(cue.endMs) + event.behind;
+        document += (cue.event ? "" : AssRunText(PlainTextOf(cue.text))) + std::string(lineEnd);
+    }
+    return document + stream.header.substr(place);
+}
+
 static std::string WriteAss(const ConvertedStream &stream) {
+    if (!stream.header.empty()) {
+        return WriteSameAss(stream);
+    }
     std::string document = kAssHead;
     for (const ConvertedCue &cue : stream.cues) {
         const int alignment = cue.text.alignment;

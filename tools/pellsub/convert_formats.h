@@ -1,9 +1,11 @@
 // The formats that cues can be written in, one way of writing for each.
 #pragma once
 
+#include "tools/pellsub/ass_text.h"
 #include "tools/pellsub/styled_text.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,12 +13,14 @@ struct ConvertedCue {
     int64_t startMs = 0; // 0 or later
     int64_t endMs = 0;   // not before the start
     StyledText text;
+    std::optional<AssTimed> event; // of ASS that stays ASS: the line as it was
 };
 
 // A stream in the order of its starts.
 struct ConvertedStream {
     std::string language;
     std::string title;
+    std::string header; // of ASS that stays ASS: all lines that are no events
     std::vector<ConvertedCue> cues;
 };
 

@@ -81,12 +81,31 @@ static void ConvertBeginFile(Output &out, const FileFacts &) {
     out.convert->counts = {};
 }
 
+static bool StaysAss(const ConvertRun &run, const FileFacts &facts) {
+    return run.format == "ass" && IsFormat(facts, "ass");
+}
+
+static void AddEvents(CollectedStream &stream, const Cue &cue, CollectedCue added) {
+    for (const AssEvent &event : AssEventsOf(stream.rules.fields, *cue.raw)) {
+        added.event = AssTimedOf(event.line);
+        added.text = {};
+        if (!added.event) {
+            AppendText(added.text, AssShownPart(stream.rules.fields, event), {});
+        }
+        stream.cues.push_back(added);
+    }
+}
+
 static void ConvertCue(Output &out, const FileFacts &facts, const Cue &cue) {
     ConvertRun &run = *out.convert;
     CollectedStream &stream = StreamOf(run, facts, cue.stream);
     CollectedCue added{.startMs = WantedTime(run, cue.startMs)};
     if (const auto end = ToldEnd(facts, cue)) {
         added.endMs = std::max(WantedTime(run, *end), added.startMs);
+    }
+    if (StaysAss(run, facts)) {
+        AddEvents(stream, cue, added);
+        return;
     }
     if (IsBlank(cue.text)) {
         stream.cues.push_back(added);
@@ -126,10 +145,11 @@ static std::vector<ConvertedCue> FinishedCues(CollectedStream &stream, const Tar
                      [](const CollectedCue &a, const CollectedCue &b) { return a.startMs < b.startMs; });
     std::vector<ConvertedCue> finished;
     for (size_t i = 0; i < stream.cues.size(); i++) {
-        ConvertedCue cue{stream.cues[i].startMs, EndOf(stream.cues, i), stream.cues[i].text};
+        ConvertedCue cue{stream.cues[i].startMs, EndOf(stream.cues, i), stream.cues[i].text, stream.cues[i].event};
         const bool over = cue.startMs < 0 && cue.endMs <= 0;
-        if (IsBlank(PlainTextOf(cue.text)) || over) {
-            counts.leftOut += over && !cue.text.lines.empty() ? 1u : 0u;
+        const bool shown = cue.event || !IsBlank(PlainTextOf(cue.text));
+        if (!shown || over) {
+            counts.leftOut += shown && over ? 1u : 0u;
             continue;
         }
         counts.early += cue.startMs < 0 ? 1u : 0u;
@@ -205,7 +225,8 @@ static std::optional<Problem> WriteDocument(const Output &out, const std::string
 static bool WriteStream(const Output &out, const StreamFacts &facts, CollectedStream &stream, FileFacts &file) {
     ConvertRun &run = *out.convert;
     const TargetFormat &target = TargetNamed(run.format);
-    const ConvertedStream converted{facts.language, facts.title, FinishedCues(stream, target, run.counts)};
+    const std::string header = StaysAss(run, file) ? facts.header : "";
+    const ConvertedStream converted{facts.language, facts.title, header, FinishedCues(stream, target, run.counts)};
     if (converted.cues.empty()) {
         return false;
     }
@@ -249,10 +270,6 @@ static void ConvertConclude(Output &out, FileFacts &facts) {
     facts.error = TooManyStreams(run);
     if (facts.error) {
         return;
-    }
-    if (run.format == "ass" && IsFormat(facts, "ass")) {
-        facts.warnings.push_back({"styles_left_behind", "its styles, fonts and effects are not in the new file; texts, "
-                                                        "emphasis, colours of words and places are"});
     }
     if (facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "assumed") {
         facts.warnings.push_back({WordsOf(FINDING_FRAME_RATE).kind, WordsOf(FINDING_FRAME_RATE).found});

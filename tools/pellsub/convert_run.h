@@ -16,6 +16,7 @@ struct CollectedCue {
     int64_t startMs = 0;
     std::optional<int64_t> endMs;
     StyledText text;
+    std::optional<AssTimed> event; // of ASS that stays ASS
 };
 
 struct CollectedStream {
