@@ -18,12 +18,11 @@ struct AssDemuxerHdl {
     uint32_t u32CodeType;                       // code type of the file, 0 unknown
     int64_t s64StartPos;                        // position of the first line
     uint8_t au8LineBuf[SVR_SUB_STR_IN_MAX_LEN]; // a raw line while parsing, the raw lines of one frame while reading
-    // Its converted text; while reading, the frame's text, and behind it a zero byte.
-    uint8_t au8FrameBuf[SVR_SUB_STR_OUT_MAX_LEN + 1];
-    uint8_t *pu8Header;     // every converted line but the events, owned; not terminated
-    uint32_t u32HeaderLen;  // bytes of it in use
-    uint32_t u32HeaderSize; // bytes allocated for it
-    uint32_t u32FrameUsed;  // bytes of au8FrameBuf to clear before it is used again
+    uint8_t au8FrameBuf[SVR_SUB_STR_OUT_MAX_LEN + 1]; // its converted text; while reading, the frame's, and a zero byte
+    uint8_t *pu8Header;                               // every converted line but the events, owned; not terminated
+    uint32_t u32HeaderLen;                            // bytes of it in use
+    uint32_t u32HeaderSize;                           // bytes allocated for it
+    uint32_t u32FrameUsed;                            // bytes of au8FrameBuf to clear before it is used again
 };
 
 static_assert(offsetof(AssDemuxerHdl, stHead) == 0, "the shared helpers take the handle for its head");

@@ -76,7 +76,7 @@ static constexpr const char *kTimelineExamples = "  pellsub timeline movie.en.sr
 
 static constexpr const char *kAboutTimeline = "Writes one page for a browser that needs nothing else: the cues as "
                                               "bars, gaps, overlaps, reading speed, and a list "
-                                              "to search.\n";
+                                              "to search. -o - writes to standard output.\n";
 
 static constexpr const char *kRenderExamples = "  pellsub render movie.idx --to pictures --stream en\n";
 

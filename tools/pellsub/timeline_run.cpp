@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 static constexpr size_t kMaxPictureBytes = 64 << 20;
 
 std::optional<std::string> BeginTimeline(TimelineRun &run) {
-    const auto problem = FileInTheWay(run.output, run.overwrite);
+    const auto problem = run.output != "-" ? FileInTheWay(run.output, run.overwrite) : std::nullopt;
     return problem ? std::optional(problem->message) : std::nullopt;
 }
 
@@ -213,8 +213,11 @@ static void TimelineEnd(Output &out) {
     if (run.interrupted || run.cueCount == 0) {
         return;
     }
-    const auto problem = WriteFileSafely(run.output, PageWith(run.files), run.overwrite);
-    if (problem) {
+    if (run.output == "-") {
+        Put(out, PageWith(run.files));
+        return;
+    }
+    if (const auto problem = WriteFileSafely(run.output, PageWith(run.files), run.overwrite)) {
         Complain("", problem->message);
         out.failed = true;
     }

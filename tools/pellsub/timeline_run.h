@@ -17,7 +17,7 @@ struct TimelineStream {
 };
 
 struct TimelineRun {
-    std::string output; // the page
+    std::string output; // the page; "-" for standard output
     bool overwrite = false;
     const PictureModule *module = nullptr;
     bool moduleWanted = false;     // it was looked for
