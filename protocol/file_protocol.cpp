@@ -96,8 +96,7 @@ static int32_t SvrFileReadFd(int32_t s32Fd, uint8_t *pu8Buf, int32_t s32Size) {
 
 // Fills the cache from the descriptor with at most s32Want bytes, the first of which is that of s64CurPos. In a file
 // that does not change, a fill from an earlier position would end at the same place when this one has seen the end; so
-// a seek back may stay in the cache. One that begins before a range is left, as a step back in it could lead out of the
-// range.
+// a seek back may stay in the cache. A cache that begins before its range allows none, as that could leave the range.
 static int32_t SvrFileFill(SvrFileHandle *pstFile, int32_t s32Want) {
     const int32_t s32Got = SvrFileReadFd(pstFile->s32Fd, pstFile->au8Cache, s32Want);
     pstFile->pu8Cur = pstFile->au8Cache;

@@ -74,6 +74,7 @@ TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
         {"wide.srt", "\xFF\xFE" + Wide("1\r00:00:01,000 --> 00:00:02,000\r\n\n", 1), "1 line_ends, 2 cue_lost !no_cue"},
         {"rate.sub", "{1}{9}one\nsome text\n", "- frame_rate_guessed, 2 line_not_understood"},
         {"told.sub", "{1}{1}25\n{25}{50}one\n", ""},
+        {"year.sub", "{10}{20}1984\n{30}{40}one\n", "1 cue_lost"},
         {"music.lrc", "[00:01.00]one\n[00:01.50]two\n[00:02.05]three\n", "2 two_readings"},
         {"view.sub", "00:00:01.50,00:00:02.00\none\n\n", "1 two_readings"},
         {"hours.sub", kDvdHead + "{T 00:00:01:500\none\n}\n{T 999999:999999:999999:500\ntwo\n}\n", ""},

@@ -270,21 +270,27 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
     }
 }
 
-TEST_F(PellsubConvert, KeepsAssButForItsTimes) {
+// Its lines come in the order of their times, without empty ones, and end in line feeds.
+TEST_F(PellsubConvert, KeepsTheStylesOfAssThatStaysAss) {
     const std::string head = "[Script Info]\nPlayResX: 640\n[V4+ Styles]\nStyle: Top,Arial,20\n[Events]\n"
                              "Format: Layer, Start, End, Style, Text\n";
-    const std::string rest = "[Fonts]\nfontname: a.ttf\n";
+    const std::string rest = "Comment: 0,0:00:02.00,0:00:03.00,Top,why\n[Fonts]\nfontname: a.ttf\n";
     Write("a.ass", head +
-                       "Dialogue: 1,0:00:02.00,0:00:03.00,Top,{\\k20\\pos(1,2)}b\nDialogue: 0, 0:00:01.50,"
-                       "0:00:02.00,Top,a\nDialogue: 0,0:00:02.00,0:00:03.00,Top,{\\p1}m 0 0\n" +
+                       "\r\nDialogue: 1,0:00:02.00,0:00:03.00,Top,{\\k20\\pos(1,2)}b\tc\r\n"
+                       "Dialogue: 0, 0:00:01.50,0:00:02.00,Top,a\x01\n"
+                       "Dialogue: 0,0:00:02.00,0:00:03.00,Top,{\\p1}m 0 0\n" +
                        rest);
     const Result result = RunHere({"convert", "a.ass", "--to", "ass", "-o", "b.ass", "--shift", "500"});
     EXPECT_EQ(ReadAll(fs::path(directory) / "b.ass"),
               head +
-                  "Dialogue: 0,0:00:02.00,0:00:02.50,Top,a\nDialogue: 1,0:00:02.50,0:00:03.50,Top,{\\k20\\pos(1,2)}b\n"
+                  "Dialogue: 0,0:00:02.00,0:00:02.50,Top,a\n"
+                  "Dialogue: 1,0:00:02.50,0:00:03.50,Top,{\\k20\\pos(1,2)}b    c\n"
                   "Dialogue: 0,0:00:02.50,0:00:03.50,Top,{\\p1}m 0 0\n" +
                   rest);
     EXPECT_EQ(result.status, 0) << result.err;
+    Write("old.ssa", "[Script Info]\n[V4 Styles]\n[Events]\nFormat: Marked, Start, End, Text\n"
+                     "Dialogue: Marked=0,0:00:01.00,0:00:02.00,one\n");
+    EXPECT_NE(Converted("old.ssa", "ass").find("[V4+ Styles]"), std::string::npos);
 }
 
 TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
@@ -292,6 +298,7 @@ TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
     Write("a.lrc", "[00:01.50]one\n");
     Write("b.sub", "{30}{}open\n{90}{120}next\n");
     Write("c.srt", SubRip("one") + "2\n00:00:03 --> 00:00:04\ntwo\n\n");
+    Write("d.srt", "1\n00:00:01,5 --> 00:00:02,5\none\n\n");
     const struct {
         const char *arguments;
         std::string warning;
@@ -302,6 +309,8 @@ TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
         {"b.sub --fps 30", ""},
         {"c.srt", kSpelling},
         {"c.srt --repair", "line 6: time written as players read it"},
+        {"d.srt", "d.srt: warning: 1 line not read as meant"},
+        {"d.srt --timing common", ""},
     };
     for (const auto &row : rows) {
         const Result result = RunHere(Split("convert --overwrite --to vtt " + std::string(row.arguments), ' '));

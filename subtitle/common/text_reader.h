@@ -15,7 +15,7 @@ struct TextReader {
     uint32_t u32CodeType;
     uint8_t *pu8Line;       // SVR_SUB_STR_IN_MAX_LEN bytes, for lines that cannot be shown where they stand
     TextBuf stBuf;          // for converted lines
-    bool bAsks;             // the quick way may not do: the converter tells each line's type, or there is no window
+    bool bAsks;             // the quick way is not always open: line types are asked for, or no window
     bool bShown;            // no line needs a conversion
     SvrFileHandle *pstFile; // the window, or null where every line is read
     const uint8_t *pu8Cr;   // the next carriage return, or how far none was found

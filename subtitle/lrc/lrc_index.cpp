@@ -302,7 +302,7 @@ static void LrcSort(LrcDemuxerHdl *pstHdl) {
     if (LrcIsSorted(pstNodes, u32Num)) {
         return;
     }
-    // Less than the nodes themselves take.
+    // Cannot overflow: the nodes themselves are held below 4 GiB.
     LrcPlace *pstPlaces = static_cast<LrcPlace *>(PlayerMallocZ(u32Num * static_cast<uint32_t>(sizeof(LrcPlace))));
     if (pstPlaces == nullptr) {
         SvrIndexSort(pstNodes, u32Num, sizeof(LrcIndexNode), LrcNodeCompare);

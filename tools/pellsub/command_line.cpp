@@ -62,7 +62,8 @@ static constexpr const char *kConvertExamples = "  pellsub convert movie.smi --t
 static constexpr const char *kAboutConvert =
     "A file is named after its source and the language of the stream: movie.smi becomes movie.ko.vtt and movie.en.vtt. "
     "Text becomes UTF-8, and markup what the other format has for it: emphasis, colours of words and places. ASS that "
-    "stays ASS has other times and is the same in all else. VobSub is pictures; render draws them.\n"
+    "stays ASS keeps its styles, fields, override blocks and fonts; its lines come in the order of their times. VobSub "
+    "is pictures; render draws them.\n"
     "There is a file for each language, beside FILE, or in DIR, where those of all directories lie side by side; -o - "
     "writes to standard output. What of a file is not read as it is meant is warned of.\n";
 
@@ -283,7 +284,7 @@ static void ReadTime(const char *option, const std::string &text, int64_t &ms) {
 
 static int64_t ReadShift(const std::string &text) {
     int64_t ms = 0;
-    const char *begin = text.data() + (text.starts_with('+') ? 1 : 0);
+    const char *begin = text.data() + (text.starts_with('+') && !text.starts_with("+-") ? 1 : 0);
     const auto parsed = std::from_chars(begin, text.data() + text.size(), ms);
     if (!text.empty() && (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size())) {
         throw CLI::ValidationError("--shift", "\"" + text + "\" is no number of milliseconds");

@@ -205,16 +205,16 @@ static size_t PlaceOfEvents(std::string_view header) {
     return header.size();
 }
 
-// Only times are other than they were.
+// Times are other than they were, and lines stand in their order.
 static std::string WriteSameAss(const ConvertedStream &stream) {
+    static const AssTimed kPlainEvent{"Dialogue: 0,", ",", ",Default,,0,0,0,,"};
     const size_t place = PlaceOfEvents(stream.header);
-    const char *lineEnd = stream.header.find("\r\n") != std::string::npos ? "\r\n" : "\n";
     std::string document = stream.header.substr(0, place);
-    document += document.ends_with('\n') ? "" : lineEnd;
+    document += document.ends_with('\n') ? "" : "\n";
     for (const ConvertedCue &cue : stream.cues) {
-        const AssTimed event = cue.event.value_or(AssTimed{"Dialogue: 0,", ",", ",Default,,0,0,0,,"});
+        const AssTimed &event = cue.event != nullptr ? *cue.event : kPlainEvent;
         document += event.before + AssTime(cue.startMs) + event.between + AssTime(cue.endMs) + event.behind;
-        document += (cue.event ? "" : AssRunText(PlainTextOf(cue.text))) + std::string(lineEnd);
+        document += (cue.event != nullptr ? "" : AssRunText(PlainTextOf(cue.text))) + "\n";
     }
     return document + stream.header.substr(place);
 }

@@ -5,7 +5,7 @@
 #include "tools/pellsub/styled_text.h"
 
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,7 +13,7 @@ struct ConvertedCue {
     int64_t startMs = 0; // 0 or later
     int64_t endMs = 0;   // not before the start
     StyledText text;
-    std::optional<AssTimed> event; // of ASS that stays ASS: the line as it was
+    std::shared_ptr<const AssTimed> event; // of ASS that stays ASS: the line as it was
 };
 
 // A stream in the order of its starts.

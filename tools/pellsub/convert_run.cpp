@@ -53,16 +53,26 @@ static std::string SourceOf(const FileFacts &facts, const Cue &cue) {
 }
 
 // Control characters go, and what is no UTF-8 is replaced: whatever is written can be read.
+static std::string Readable(std::string text) {
+    const auto isControl = [](char ch) {
+        return (static_cast<unsigned char>(ch) < 0x20 && ch != '\t') || ch == 0x7F;
+    };
+    text.erase(std::remove_if(text.begin(), text.end(), isControl), text.end());
+    return IsUtf8(text) ? text : Converted(text, PELL_CODE_UTF8, PELL_CODE_UTF8);
+}
+
 static void MakeReadable(StyledText &text) {
     for (TextLine &line : text.lines) {
         for (TextRun &run : line) {
-            const auto isControl = [](char ch) {
-                return (static_cast<unsigned char>(ch) < 0x20 && ch != '\t') || ch == 0x7F;
-            };
-            run.text.erase(std::remove_if(run.text.begin(), run.text.end(), isControl), run.text.end());
-            run.text = IsUtf8(run.text) ? run.text : Converted(run.text, PELL_CODE_UTF8, PELL_CODE_UTF8);
+            run.text = Readable(std::move(run.text));
         }
     }
+}
+
+// SSA, which has styles of an older kind, is another format.
+static bool StaysAss(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream) {
+    return run.format == "ass" && IsFormat(facts, "ass") &&
+           FindNoCase(stream.header, "[V4+ Styles]") != std::string::npos;
 }
 
 static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int number) {
@@ -71,6 +81,7 @@ static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int nu
         added.number = number;
         for (const StreamFacts &stream : facts.streams) {
             added.rules = stream.number == number ? MarkupRulesOf(facts, stream) : added.rules;
+            added.header = stream.number == number && StaysAss(run, facts, stream) ? stream.header : added.header;
         }
     }
     return run.streams.back();
@@ -81,16 +92,17 @@ static void ConvertBeginFile(Output &out, const FileFacts &) {
     out.convert->counts = {};
 }
 
-static bool StaysAss(const ConvertRun &run, const FileFacts &facts) {
-    return run.format == "ass" && IsFormat(facts, "ass");
-}
-
 static void AddEvents(CollectedStream &stream, const Cue &cue, CollectedCue added) {
     for (const AssEvent &event : AssEventsOf(stream.rules.fields, *cue.raw)) {
-        added.event = AssTimedOf(event.line);
+        auto timed = AssTimedOf(event.line);
+        added.event = nullptr;
         added.text = {};
-        if (!added.event) {
-            AppendText(added.text, AssShownPart(stream.rules.fields, event), {});
+        if (timed) {
+            timed->before = Readable(timed->before);
+            timed->behind = Readable(timed->behind);
+            added.event = std::make_shared<AssTimed>(*timed);
+        } else {
+            AppendText(added.text, Readable(std::string(AssShownPart(stream.rules.fields, event))), {});
         }
         stream.cues.push_back(added);
     }
@@ -103,7 +115,7 @@ static void ConvertCue(Output &out, const FileFacts &facts, const Cue &cue) {
     if (const auto end = ToldEnd(facts, cue)) {
         added.endMs = std::max(WantedTime(run, *end), added.startMs);
     }
-    if (StaysAss(run, facts)) {
+    if (!stream.header.empty()) {
         AddEvents(stream, cue, added);
         return;
     }
@@ -145,9 +157,10 @@ static std::vector<ConvertedCue> FinishedCues(CollectedStream &stream, const Tar
                      [](const CollectedCue &a, const CollectedCue &b) { return a.startMs < b.startMs; });
     std::vector<ConvertedCue> finished;
     for (size_t i = 0; i < stream.cues.size(); i++) {
-        ConvertedCue cue{stream.cues[i].startMs, EndOf(stream.cues, i), stream.cues[i].text, stream.cues[i].event};
+        ConvertedCue cue{stream.cues[i].startMs, EndOf(stream.cues, i), std::move(stream.cues[i].text),
+                         stream.cues[i].event};
         const bool over = cue.startMs < 0 && cue.endMs <= 0;
-        const bool shown = cue.event || !IsBlank(PlainTextOf(cue.text));
+        const bool shown = cue.event != nullptr || !IsBlank(PlainTextOf(cue.text));
         if (!shown || over) {
             counts.leftOut += shown && over ? 1u : 0u;
             continue;
@@ -225,8 +238,8 @@ static std::optional<Problem> WriteDocument(const Output &out, const std::string
 static bool WriteStream(const Output &out, const StreamFacts &facts, CollectedStream &stream, FileFacts &file) {
     ConvertRun &run = *out.convert;
     const TargetFormat &target = TargetNamed(run.format);
-    const std::string header = StaysAss(run, file) ? facts.header : "";
-    const ConvertedStream converted{facts.language, facts.title, header, FinishedCues(stream, target, run.counts)};
+    const ConvertedStream converted{facts.language, facts.title, stream.header,
+                                    FinishedCues(stream, target, run.counts)};
     if (converted.cues.empty()) {
         return false;
     }

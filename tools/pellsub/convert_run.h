@@ -6,6 +6,7 @@
 #include "tools/pellsub/report.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,12 +17,13 @@ struct CollectedCue {
     int64_t startMs = 0;
     std::optional<int64_t> endMs;
     StyledText text;
-    std::optional<AssTimed> event; // of ASS that stays ASS
+    std::shared_ptr<const AssTimed> event; // of ASS that stays ASS
 };
 
 struct CollectedStream {
     int number = 0;
     MarkupRules rules;
+    std::string header; // of ASS that stays ASS
     std::vector<CollectedCue> cues;
 };
 

@@ -288,6 +288,7 @@ static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &
     static constexpr FindingKind kHarmless[] = {FINDING_OUT_OF_ORDER, FINDING_END_BEFORE_START, FINDING_PICTURES};
     uint64_t lost = 0;
     uint64_t mendable = 0;
+    size_t lastLine = 0;
     for (const Finding &finding : findings) {
         const std::string_view kind = finding.kind;
         const auto is = [=](FindingKind other) {
@@ -295,10 +296,15 @@ static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &
         };
         if (is(FINDING_TWO_READINGS)) {
             facts.warnings.push_back({finding.kind, fmt::format("line {}: {}", finding.line, finding.message)});
-        } else if (std::none_of(std::begin(kHarmless), std::end(kHarmless), is) &&
-                   !(options.repair && !finding.mended.empty())) {
+            continue;
+        }
+        const bool told = options.timingTold && is(FINDING_SHORT_FRACTION);
+        const bool mended = options.repair && !finding.mended.empty();
+        const bool harmless = std::any_of(std::begin(kHarmless), std::end(kHarmless), is);
+        if (!told && !mended && !harmless && (finding.line != lastLine || lost == 0)) {
             lost++;
             mendable += finding.mended.empty() ? 0u : 1u;
+            lastLine = finding.line;
         }
     }
     if (lost > 0) {
@@ -322,20 +328,38 @@ static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions 
         facts.findings = FindingsIn(entry, url, options, source);
         facts.source = &source;
     } else if (options.markup) {
-        WarnOfLosses(options, FindingsIn(entry, url, options, source), facts);
+        SourceText lines;
+        WarnOfLosses(options, FindingsIn(entry, url, options, lines), facts);
     }
 }
+
+// What is open of a file, closed also when something throws.
+struct OpenFiles {
+    OpenFiles() = default;
+    ~OpenFiles() {
+        CloseInPlugin(inPlugin);
+        ReleaseFile(url);
+    }
+    OpenFiles(const OpenFiles &) = delete;
+    OpenFiles &operator=(const OpenFiles &) = delete;
+
+    FileUrl url;
+    PluginFile inPlugin;
+};
 
 static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
     RunOptions options = asked;
     FileFacts facts{.name = name};
     facts.raw = options.raw || !options.converter; // the rules of a format are for text in a known encoding
-    FileUrl url{.url = name};
-    PluginFile file{.frameRate = options.frameRate ? options.frameRate->packed : 0};
-    facts.error = options.url ? std::nullopt : FindFile(name, url);
-    facts.size = url.size;
     RepairedFile repaired;
     SourceText source;
+    OpenFiles open;
+    FileUrl &url = open.url;
+    PluginFile &file = open.inPlugin;
+    url.url = name;
+    file.frameRate = options.frameRate ? options.frameRate->packed : 0;
+    facts.error = options.url ? std::nullopt : FindFile(name, url);
+    facts.size = url.size;
     if (!facts.error) {
         LookIntoFile(entry, url.url, options, repaired, source, facts, file);
         facts.error = OpenFile(entry, options, name, url, file);
@@ -348,8 +372,6 @@ static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::st
     if (options.writer->endFile != nullptr) {
         options.writer->endFile(out, facts);
     }
-    CloseInPlugin(file);
-    ReleaseFile(url);
     ComplainAll(facts);
     CountFile(facts, out.totals);
     return Status(facts);

@@ -57,6 +57,7 @@ static std::optional<FrameLine> FrameLineOf(std::string_view text, char opening,
 // A line that begins with a word in braces sets defaults for other players.
 static void RepairMicrodvd(Repair &repair) {
     repair.frames = true;
+    bool first = true; // no cue yet: a rate may stand in its place, as in "{1}{1}25"
     for (size_t i = 0; i < repair.source.lines.size(); i++) {
         const std::string &text = repair.source.lines[i].text;
         const std::string_view trimmed = WithoutLead(text);
@@ -68,7 +69,9 @@ static void RepairMicrodvd(Repair &repair) {
             NoteLeft(repair, FINDING_LINE_NOT_UNDERSTOOD, i + 1, text);
         }
         repair.lines.emplace_back(moved ? trimmed : std::string_view(text));
-        const bool rate = line && repair.cues.empty() && line->text.find_first_not_of("0123456789.") == line->text.npos;
+        const bool rate =
+            line && first && line->start == line->end && line->text.find_first_not_of("0123456789.") == line->text.npos;
+        first = first && !line;
         if (line && !line->text.empty() && !rate) {
             repair.cues.push_back({i + 1, line->start, line->end});
         }

@@ -17,7 +17,8 @@ static constexpr size_t kMaxLanguage = 32; // characters of it in a file name
 std::optional<std::string> MakeDirectory(const std::string &directory) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
-    if (std::filesystem::is_directory(directory)) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(directory, ignored)) {
         return std::nullopt;
     }
     return fmt::format("{}: is no directory and cannot be made one: {}", directory, error.message());
@@ -81,14 +82,14 @@ static std::optional<mode_t> ModeOf(const std::string &path) {
 
 // 0, or an error number.
 static int WriteNewFile(const std::string &path, std::string_view bytes, std::optional<mode_t> mode) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode.value_or(0666));
     if (fd < 0) {
         return errno;
     }
-    int error = WriteAll(fd, bytes) ? 0 : errno;
-    if (error == 0 && mode && fchmod(fd, *mode) != 0) {
-        error = errno;
+    if (mode && fchmod(fd, *mode) != 0) { // not every file system has permissions
+        errno = 0;
     }
+    const int error = WriteAll(fd, bytes) ? 0 : errno;
     const int closeError = close(fd) == 0 ? 0 : errno;
     return error != 0 ? error : closeError;
 }

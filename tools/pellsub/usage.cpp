@@ -197,7 +197,9 @@ std::string ExplainError(const CLI::App &app, const std::vector<std::string> &ar
     }
     const CLI::App &command = *chosen.front();
     const std::string option = UnknownOption(arguments, OptionNames(command));
-    const bool unknown = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr && !option.empty();
+    const bool required = dynamic_cast<const CLI::RequiredError *>(&error) != nullptr;
+    const bool unknown = (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr && !option.empty()) ||
+                         (required && option.starts_with("--"));
     std::string what = error.what();
     if (dynamic_cast<const CLI::ArgumentMismatch *>(&error) != nullptr) {
         const std::string name = what.substr(0, what.find(':'));
@@ -205,7 +207,7 @@ std::string ExplainError(const CLI::App &app, const std::vector<std::string> &ar
     } else if (unknown) {
         what =
             fmt::format("{} is no option of {}{}", option, command.get_name(), Nearest(option, OptionNames(command)));
-    } else if (dynamic_cast<const CLI::RequiredError *>(&error) != nullptr && !option.empty()) {
+    } else if (required && what.starts_with("FILE") && !option.empty()) {
         what += fmt::format("; a file whose name begins with a hyphen is written ./{}...", option);
     }
     return fmt::format("{}\nsee pellsub {} --help", what, command.get_name());

@@ -162,7 +162,5 @@ Problem NotIndexed(const FileFacts &facts) {
     if (IsFormat(facts, "sub")) {
         return NoSubCue(facts);
     }
-    const char *needs =
-        IsFormat(facts, "ass") ? ", which needs a Dialogue line behind the Format line of [Events]" : "";
-    return {"index_failed", fmt::format("nothing in it is read as a cue{}; {}", needs, kSeeCheck)};
+    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeLog)};
 }
