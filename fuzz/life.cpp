@@ -307,6 +307,14 @@ static void LifeFindStream(Life *pstLife) {
     FUZZ_CHECK(!bFails || s32Result == -1);
 }
 
+// Hands in a converter that may behave otherwise from now on: what was indexed with one is read with another.
+static void LifeSetConverter(Life *pstLife, uint8_t u8Arg) {
+    if (u8Arg != 0) {
+        g_fuzzHost.stConverter.enConvert = static_cast<FuzzConvert>(1 + u8Arg % (FUZZ_CONVERT_NUM - 1));
+    }
+    LifeResult(pstLife, g_formatEntry.fmt_invoke(pstLife->hFmt, INVOKE_SET_CHARSET_OPS, FuzzConverterOps()));
+}
+
 // One of what a host may do between find-stream and close.
 static void LifeStep(Life *pstLife, uint8_t u8Step, uint8_t u8Arg) {
     void *hFmt = pstLife->hFmt;
@@ -338,7 +346,7 @@ static void LifeStep(Life *pstLife, uint8_t u8Step, uint8_t u8Arg) {
         LifeResult(pstLife, g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_DST_CODETYPE, &s32Arg));
         break;
     case 7:
-        LifeResult(pstLife, g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_CHARSET_OPS, FuzzConverterOps()));
+        LifeSetConverter(pstLife, u8Arg);
         break;
     case 8:
         if (u8Arg < 4) {
