@@ -103,6 +103,14 @@ TEST_F(SmiTest, EveryClassIsAStream) {
     g_formatEntry.fmt_close(hFmt);
 }
 
+TEST_F(SmiTest, ClassesStandInTheHeaderAlone) {
+    void *hFmt = PlayerOpenBytes("a.smi", ".ONE {lang:en}\n</HEAD>\n.TWO {lang:ko}\n<BODY>\n<SYNC Start=1>a\n");
+    ASSERT_NE(hFmt, nullptr);
+    EXPECT_EQ(PlayerStream(hFmt, 1), nullptr);
+    EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), "1+5000 a\n|");
+    g_formatEntry.fmt_close(hFmt);
+}
+
 TEST_F(SmiTest, ClassesAndTheirNamesHaveALimit) {
     std::string strBytes;
     for (int i = 0; i < 40; i++) {
