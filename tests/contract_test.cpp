@@ -346,6 +346,25 @@ TEST_P(TextContractTest, CodeTypesAreSet) {
     g_formatEntry.fmt_close(hFmt);
 }
 
+// A host that pads what it copies out of a frame finds zeros behind the text.
+TEST_P(TextContractTest, NothingOfALongerCueIsLeftBehind) {
+    const ContractRow &stRow = GetParam();
+    std::string strBytes = Bytes(stRow, 2);
+    strBytes.insert(strBytes.find("Hello"), 300, 'x');
+    for (CharsetOps *pstOps : {static_cast<CharsetOps *>(nullptr), ConverterDouble()}) {
+        void *hFmt = PlayerOpenBytes(stRow.pszFile, strBytes, pstOps);
+        ASSERT_NE(hFmt, nullptr);
+        FmtFrame stFrame = {};
+        ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
+        ASSERT_GT(stFrame.u32DataLen, 300u);
+        ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
+        ASSERT_LT(stFrame.u32DataLen, 100u);
+        const std::string strBehind(reinterpret_cast<char *>(stFrame.pu8Data) + stFrame.u32DataLen, 300);
+        EXPECT_EQ(strBehind, std::string(300, '\0')) << (pstOps != nullptr);
+        g_formatEntry.fmt_close(hFmt);
+    }
+}
+
 TEST_P(TextContractTest, AConverterThatCannotBeMadeOrTellsNothing) {
     const ContractRow &stRow = GetParam();
     CharsetOps *pstOps = ConverterDouble();
