@@ -10,12 +10,14 @@
  *   times      milliseconds of presentation time, signed 64 bit; durations unsigned 32 bit
  *   positions  byte offsets into the file, signed 64 bit
  *   threads    one call at a time on a handle; INVOKE_STOP alone may come from another thread. Find and open
- *              share state between handles and are called one at a time
+ *              share state between handles and are called one at a time, and while no other handle is indexed
+ *   functions  of the host (protocol, converter, library) neither throw nor jump through the plug-in
  *   memory     from the host's allocator (PlayerMallocZ, PlayerReallocS), released with free()
  *
  * The records are shared with code compiled elsewhere: on 32-bit targets the offsets are a contract, held by the
  * assertions at the foot of this file. On 64-bit targets the same fields follow each other at their natural
- * alignment. Stretches marked host-owned belong to the host; the library keeps their place and never touches them.
+ * alignment. Stretches marked host-owned belong to the host; the library keeps their place and leaves them alone, but
+ * fmt_free clears those of a frame.
  */
 #ifndef PELL_FORMAT_H
 #define PELL_FORMAT_H
@@ -39,10 +41,11 @@ extern "C" {
 /* u32Duration of a cue whose end is not known. */
 #define SUB_DURATION_UNKNOWN 0xFFFFFFFFu
 
-/* Bytes of a raw line or cue; longer lines are cut; cues of this size or more are skipped (text SUB: cut). */
+/* Bytes of a raw line or cue; longer lines are cut; cues of this size or more fail their read (text SUB, SAMI: cut;
+   lyrics: delivered empty). */
 #define SVR_SUB_STR_IN_MAX_LEN 2560
 
-/* Bytes of a buffer for converted text; the text itself always stays below it. */
+/* Bytes of a buffer for converted text; the text stays below it (ASS: reaches it where a converter claims more). */
 #define SVR_SUB_STR_OUT_MAX_LEN 10240
 
 /* The largest file, in bytes, whose code type is identified. */
@@ -70,7 +73,8 @@ typedef struct SubStreamInfo {
     uint16_t u16Width;         /* picture width (VobSub only) */
     uint16_t u16Height;        /* picture height (VobSub only) */
     uint32_t u32ExtraDataSize; /* bytes of extra data; 0 when there is none */
-    uint8_t *pu8ExtraData;     /* ASS header text or VobSub palette; the demuxer's, valid until close */
+    uint8_t *pu8ExtraData;     /* ASS header text, not terminated, valid until the file is indexed anew or closed;
+                                  VobSub palette, valid until close */
     uint32_t au32HostOwned[5]; /* host-owned */
     char aszUrl[4096];         /* the file's URL, at most 4095 characters; empty for SMI */
 } SubStreamInfo;
@@ -101,29 +105,31 @@ typedef struct FmtFrame {
     uint32_t u32Reserved;      /* always 0 */
     uint32_t u32DataLen;       /* bytes at pu8Data */
     uint8_t *pu8Data;          /* text: the demuxer's, valid until the next read, re-index or close.
-                                  VobSub: a block of the frame's own that fmt_free releases */
+                                  VobSub: a block of the frame's own that fmt_free releases before the close */
     uint32_t au32HostOwned[3]; /* host-owned */
     int64_t s64Pts;            /* start, ms */
     int64_t s64Pos;            /* position of the cue in the file (SRT, ASS, SUB; others leave it) */
-    uint32_t u32Duration;      /* ms; SUB_DURATION_UNKNOWN when the end is not known */
+    uint32_t u32Duration;      /* ms; SUB_DURATION_UNKNOWN, of lyrics and text SUB 0, when the end is not known */
     uint32_t u32FrameRate;     /* the video's rate as the host passes it in: whole frames per second in the upper
-                                  16 bits, decimal digits of the fraction in the lower, 0 unknown. SMI leaves the
-                                  lower half of the cue's position here, lyrics 0 */
+                                  16 bits, thousandths in the lower, which may not end in a zero (29.97 is
+                                  29 << 16 | 971) unless they are 0; 0 unknown. SMI leaves the lower half of the cue's
+                                  position here, lyrics 0 */
     uint8_t au8HostOwned[72];  /* host-owned */
 } FmtFrame;
 
 /* Commands of fmt_invoke. Every other code, 1 and 2 included, does nothing and gives 0. */
 enum InvokeCommand {
     INVOKE_STOP = 0,             /* argument ignored. The index build under way ends at its next line and fails, and
-                                    so does every later one; SMI keeps what it has and succeeds. The one call that
-                                    may come from another thread */
+                                    so does every later one; SMI keeps what it has and succeeds. Not looked at while
+                                    the code type is identified. The one call that may come from another thread */
     INVOKE_SET_SRC_CODETYPE = 3, /* int32_t *, in and out: the file's code type. A new value re-indexes the file;
                                     0 identifies the type first and writes it back (ASS: not).
                                     After find-stream; a later one identifies anew */
     INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in, one that contains
                                     ASCII; 2 also expands tabs */
-    INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: handed in before find-stream, kept by
-                                    pointer, must outlive the handle */
+    INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: handed in before find-stream, which makes the
+                                    instance; kept by pointer, must outlive the handle. Another table is called at
+                                    once, with the instance that is there: hand it in right before a find-stream */
 };
 
 /* Character stream types that CharsetOps::getStreamType answers with. Any other value reads single bytes. */
@@ -145,7 +151,7 @@ typedef struct CharsetOps {
     int32_t (*getCodeType)(void *hCharset, const uint8_t *pu8Text, int32_t s32Len, int32_t s32Hint,
                            int32_t *ps32CodeType);
     /* Converts. *ps32OutLen: capacity in, bytes produced out. *ps32Used: bytes of input consumed. The input may begin
-       at any address, and no terminator follows it. 0 is success. */
+       at any address, and no terminator follows it. 0 is success; a failure leaves *ps32OutLen as it was. */
     int32_t (*convert)(void *hCharset, uint8_t *pu8Out, int32_t *ps32OutLen, const uint8_t *pu8In, int32_t s32InLen,
                        int32_t s32SrcCodeType, int32_t s32DstCodeType, int32_t *ps32Used);
     /* Never called, but must not be null. */
@@ -159,7 +165,8 @@ typedef struct Protocol Protocol;
 
 /* 0 when the URL is accepted, -1 when not. */
 typedef int32_t (*FmtFindFn)(const char *pszUrl, Protocol *pstProtocol);
-/* 0 and *phFmt set; the handle is the caller's until fmt_close. Hosts pass PellProtocolOf(&g_formatEntry). */
+/* 0 and *phFmt set; the handle is the caller's until fmt_close. Hosts pass PellProtocolOf(&g_formatEntry) or a protocol
+   of their own, which is kept by pointer and outlives the handle. */
 typedef int32_t (*FmtOpenFn)(const char *pszUrl, Protocol *pstProtocol, void **phFmt);
 /* Identifies the encoding and indexes every cue (VobSub is indexed by open). The second argument is not read. */
 typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);
@@ -288,7 +295,9 @@ PELL_API int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProto
 PELL_API int32_t SvrSubIdentifyCodeType(void *hUrl, Protocol *pstProtocol, void *hCharset,
                                         const CharsetOps *pstCharsetOps, int32_t s32Hint);
 
-/* Converts one line or cue; without a converter it is copied. Bytes produced, also left in s32LineOutSize, or -1. */
+/* Converts one line or cue; without a converter it is copied. Bytes produced, also left in s32LineOutSize, or -1.
+   Without a converter a buffer smaller than the text is filled with zeros; the result is the text's length all the
+   same. */
 PELL_API int32_t SvrSubTranscodeLine(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
                                      int32_t s32SrcCodeType, int32_t s32DstCodeType);
 

@@ -38,13 +38,14 @@ install_packages() {
     as_root apt-get update >&2 || true
     # shellcheck disable=SC2086
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing >&2
+    installed=yes
 }
 
-# build_preset PRESET [TARGET...]: configures once; later runs only build what has changed.
+# build_preset PRESET [TARGET...]: configures once, and again when packages came; later runs only build what has changed.
 build_preset() {
     preset=$1
     shift
-    if [ ! -f "build/$preset/build.ninja" ]; then
+    if [ ! -f "build/$preset/build.ninja" ] || [ -n "${installed-}" ]; then
         cmake --preset "$preset" >&2
     fi
     # shellcheck disable=SC2086

@@ -35,6 +35,6 @@ while read -r example; do
         exit 1
     fi
 done <examples
-"$@" "$pellsub" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' | while read -r command; do
+"$@" "$pellsub" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p' | while read -r command; do
     grep -q "^$command " examples || { echo "README.md has no example of pellsub $command" >&2; exit 1; }
 done

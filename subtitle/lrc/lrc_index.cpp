@@ -136,7 +136,8 @@ static void LrcScanHead(LrcDemuxerHdl *pstHdl) {
         return;
     }
     TextReader stReader = LrcReaderOf(pstHdl);
-    for (;;) {
+    // A file without times is header to its end. After a stop the lines behind it report.
+    while (!SvrTextStopped(&pstHdl->stHead)) {
         TextSpan stText = {};
         const TextLine enLine = LrcReadAndTransCodeLine(&stReader, &stText);
         if (enLine == TEXT_LINE_FAILED) {
