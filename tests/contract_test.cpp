@@ -318,6 +318,17 @@ TEST_P(ContractTest, CommandsWithoutAnEffect) {
     g_formatEntry.fmt_close(hFmt);
 }
 
+TEST_P(TextContractTest, ASecondFindStreamGivesTheSameCues) {
+    const ContractRow &stRow = GetParam();
+    void *hFmt = PlayerOpenBytes(stRow.pszFile, Bytes(stRow, 3));
+    ASSERT_NE(hFmt, nullptr);
+    const std::string strTold = PlayerTold(PlayerReadAll(hFmt));
+    EXPECT_EQ(std::count(strTold.begin(), strTold.end(), '+'), 3);
+    ASSERT_EQ(g_formatEntry.fmt_find_stream(hFmt, 0), 0);
+    EXPECT_EQ(PlayerTold(PlayerReadAll(hFmt)), strTold);
+    g_formatEntry.fmt_close(hFmt);
+}
+
 TEST_P(TextContractTest, CodeTypesAreSet) {
     const ContractRow &stRow = GetParam();
     void *hFmt = PlayerOpenBytes(stRow.pszFile, Bytes(stRow, 3), ConverterDouble());

@@ -80,6 +80,26 @@ TEST(CueIndexTest, SeekAgreesWithTheRuleInWords) {
     }
 }
 
+TEST(CueIndexTest, FinishingSortsAndTellsWhetherEndsAscend) {
+    std::mt19937_64 random(4);
+    int32_t s32Ascending = 0;
+    for (uint32_t i = 0; i < 600; i++) {
+        std::vector<IndexNode> vecNodes = RandomNodes(random, 1 + i % 4, 14);
+        const uint32_t u32Num = static_cast<uint32_t>(vecNodes.size());
+        if (i % 2 == 0) { // a file in order is not sorted
+            SvrIndexSort(vecNodes.data(), u32Num, sizeof(IndexNode), SvrIndexCompareStart);
+        }
+        const bool bAscend = SvrIndexFinish(vecNodes.data(), u32Num, SvrIndexCompareStart);
+        EXPECT_EQ(bAscend, SvrIndexEndsAscend(vecNodes.data(), u32Num));
+        EXPECT_TRUE(std::is_sorted(vecNodes.begin(), vecNodes.end(), [](const IndexNode &a, const IndexNode &b) {
+            return a.s64StartPts < b.s64StartPts;
+        }));
+        s32Ascending += bAscend ? 1 : 0;
+    }
+    EXPECT_GT(s32Ascending, 100);
+    EXPECT_LT(s32Ascending, 500);
+}
+
 TEST(CueIndexTest, GrowthBeyondAnAllocationsSizeIsRefused) {
     HostReset();
     void *pvNodes = PlayerMallocZ(64);

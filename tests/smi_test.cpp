@@ -27,6 +27,8 @@ TEST_F(SmiTest, CuesOfAFile) {
         {"an end before the start", "<SYNC Start=2500 End=1000>a\n", "2500+1500 a\n|"},
         {"an end with a sign; -1 is none", "<SYNC Start=5 End= -7>a\n<SYNC Start=5 End=-1>b\n", "5+12 a\n|5+5000 b\n|"},
         {"out of order", "<SYNC Start=9>c\n<SYNC Start=1>a\n<SYNC Start=4>b\n", "1+3 a\n|4+5000 b\n|9+8 c\n|"},
+        {"equal starts keep their order", "<SYNC Start=9>c\n<SYNC Start=1 End=2>a\n<SYNC Start=1 End=3>b\n",
+         "1+1 a\n|1+2 b\n|9+8 c\n|"},
         {"beyond 31 bits, the low half counts", "<SYNC Start=5 End=6>a\n<SYNC Start=2147483648 End=2147483650>b\n",
          "2147483648+2 b\n|5+1 a\n|"},
         {"numbers beyond 64 bits", "<SYNC Start=99999999999999999999 End=-99999999999999999999>a\n",
