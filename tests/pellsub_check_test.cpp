@@ -61,6 +61,7 @@ protected:
 
 TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
     const std::string good = "1\n00:00:01,000 --> 00:00:02,000\none\n\n";
+    const std::string cutText = std::string(1500, 'x') + "\n" + std::string(1500, 'y') + "\n";
     const std::string lateBytes = good + "2\n00:00:03,000 --> 00:00:04,000\n\xC3(\n";
     const FileRow rows[] = {
         {"good.srt", good, ""},
@@ -72,6 +73,15 @@ TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
          "- cues_not_delivered, 2 long_cue, 2 cue_lost, 3 long_line"},
         {"bytes.srt", "\xEF\xBB\xBF" + lateBytes, "7 undecodable"},
         {"wide.srt", "\xFF\xFE" + Wide("1\r00:00:01,000 --> 00:00:02,000\r\n\n", 1), "1 line_ends, 2 cue_lost !no_cue"},
+        {"odd.srt", "\xFF\xFE" + Wide("1\n00:00:01,000 --> 00:00:02,000\none", 1) + "\r",
+         "- not_converted, 3 line_ends"},
+        {"arrow.srt", "1\n00:00:01,000 --> 00:00:02,000\nFrom A --> B:\n1\n\n", ""},
+        {"digits.sub", "0:0:1.000,0:0:2.000\n1984\n\n0:0:3.000,0:0:4.000\ntwo,\n1\n\n0:0:5.000,0:0:6.000\nthree\n\n",
+         ""},
+        {"brace.sub", kDvdHead + "{T 00:00:01:500\nsmile {:-}\nmore\n}\n", ""},
+        {"cut.sub", "FORMAT=TIME\n1 2\n" + cutText + "\n", "2 cut_cue"},
+        {"cutd.sub", kDvdHead + "{T 00:00:01:500\n" + cutText + "}\n", "3 cut_cue"},
+        {"cut.smi", "<SYNC Start=1000>" + cutText, "1 cut_cue"},
         {"rate.sub", "{1}{9}one\nsome text\n", "- frame_rate_guessed, 2 line_not_understood"},
         {"told.sub", "{1}{1}25\n{25}{50}one\n", ""},
         {"year.sub", "{10}{20}1984\n{30}{40}one\n", "1 cue_lost"},
@@ -106,6 +116,8 @@ TEST_F(PellsubCheck, MendsWhatAPlayerTripsOver) {
          "1000-2000 one, 3000-4000 two"},
         {"blank.srt", "1\n00:00:01,000 --> 00:00:02,000\none\n\nmore\n\n2\n00:00:03,000 --> 00:00:04,000\ntwo\n",
          "1000-2000 one/more, 3000-4000 two"},
+        {"years.srt", "00:00:01,000 --> 00:00:02,000\n1984\n\n00:00:03,000 --> 00:00:04,000\ntwo\n",
+         "1000-2000 1984, 3000-4000 two"},
         {"times.srt",
          "00:01,5 -> 2:03.25\na\n\n100:00:00,000 --> 1234:00:00,000\nb\n\n-00:00:01,000 --> 00:00:01,000\nc\n\n"
          "00:00:01:0000 --> 00:00:2\nd\n",
@@ -162,6 +174,7 @@ TEST_F(PellsubCheck, ReadsTimesTheCommonWayWhenAsked) {
          "1300-1300 a, 1925-1925 b, 3050-3050 a, 4800-4800 c, 6550-6550 d"},
         {"a.sub", "00:00:01.50,00:00:03.05\none\n\n00:00:04.5,00:00:05.500\ntwo\n\n", "1500-3050 one, 4500-5500 two"},
         {"m.sub", "FORMAT=25\n25 50\none\n\n25 25\n10 20\n\n", "1000-3000 one, 4000-5000 10 20"},
+        {"f.sub", "FORMAT=25\n25 50\nFORMAT=50 x\n\n25 25\ntwo\n\n", "1000-3000 FORMAT=50 x, 4000-5000 two"},
         {"d.sub", kDvdHead + "{T 00:00:01:05\none\n}\n", "1050-1050 one"},
         {"a.srt", "1\n00:00:01,5 --> 00:00:02.25\none\n", "1500-2250 one"},
         {"a.smi", "<SYNC Start=1000>one\n", "1000-6000 one"},
@@ -171,4 +184,7 @@ TEST_F(PellsubCheck, ReadsTimesTheCommonWayWhenAsked) {
     const FileRow mended[] = {{"both.lrc", "[offset:-500]\n[10.5]a\n[00:01.50]b\n", "2000-2000 b, 11000-11000 a"},
                               {"both.sub", "\n00:01.5,00:02.25\none", "1500-2250 one"}};
     Expect({"dump", "--repair", "--timing", "common", "--as", "json"}, mended, CuesText);
+    const FileRow asRead[] = {
+        {"read.srt", "00:00:01,5 --> 00:00:02.25\none\n\n00:03,5 --> 00:04,5\ntwo\n", "1005-2025 one, 3500-4500 two"}};
+    Expect({"dump", "--repair", "--timing", "player", "--as", "json"}, asRead, CuesText);
 }

@@ -241,6 +241,13 @@ TEST_F(PellsubConvert, KeepsFilesUnlessToldOtherwise) {
     EXPECT_NE(twice.err.find("b/a.srt: out/a.vtt was written in this run already"), twice.err.npos) << twice.err;
     EXPECT_NE(ReadAll(directory + "/out/a.vtt").find("new"), std::string::npos);
     EXPECT_EQ(FilesIn("out"), std::set<std::string>{"a.vtt"});
+    fs::create_symlink("a.srt", directory + "/file.vtt");
+    fs::create_symlink("/dev/null", directory + "/device.vtt");
+    EXPECT_EQ(RunHere({"convert", "a.srt", "--to", "vtt", "-o", "file.vtt", "--overwrite"}).status, 0);
+    EXPECT_FALSE(fs::is_symlink(directory + "/file.vtt"));
+    EXPECT_EQ(RunHere({"convert", "a.srt", "--to", "vtt", "-o", "device.vtt", "--overwrite"}).err,
+              "pellsub: device.vtt cannot be written: it is no ordinary file\n");
+    EXPECT_TRUE(fs::is_symlink(directory + "/device.vtt"));
 }
 
 TEST_F(PellsubConvert, SaysWhyItCannot) {
@@ -248,12 +255,16 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
     Write("blank.lrc", "[00:01.00]\n");
     Write("film.idx", "id: en, index: 0\n" + TimestampLine(0, 0));
     Write("film.sub", DvdPacks(DvdUnit({.drawing = {"1", "1"}})));
+    Write("empty.idx", "id: en, index: 0\n");
+    Write("empty.sub", "x");
     const struct {
         const char *arguments;
         const char *message;
         int status;
     } rows[] = {
         {"film.idx --to srt", "it is VobSub, whose cues are pictures and have no text; pellsub render draws them", 2},
+        {"empty.idx --to srt", "no stream found in it", 2},
+        {"a.srt --to srt --to vtt", "--to is given twice", 64},
         {"blank.lrc --to srt", "there is nothing to read in it, and nothing was written", 2},
         {"a.srt --to vtt --dir a.srt", "a.srt: is no directory and cannot be made one", 2},
         {"a.srt --to vtt -o no/where", "no/where cannot be written: No such file or directory", 2},
@@ -299,6 +310,8 @@ TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
     Write("b.sub", "{30}{}open\n{90}{120}next\n");
     Write("c.srt", SubRip("one") + "2\n00:00:03 --> 00:00:04\ntwo\n\n");
     Write("d.srt", "1\n00:00:01,5 --> 00:00:02,5\none\n\n");
+    Write("e.srt", "1\n00:00:09,000 --> 00:00:08,000\none\n\n");
+    Write("g.lrc", "[100:00.00]one\n[00:01.00]two[00:02.00]\n");
     const struct {
         const char *arguments;
         std::string warning;
@@ -311,6 +324,8 @@ TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {
         {"c.srt --repair", "line 6: time written as players read it"},
         {"d.srt", "d.srt: warning: 1 line not read as meant"},
         {"d.srt --timing common", ""},
+        {"e.srt", "e.srt: warning: 1 line not read as meant"},
+        {"g.lrc --timing common", ""},
     };
     for (const auto &row : rows) {
         const Result result = RunHere(Split("convert --overwrite --to vtt " + std::string(row.arguments), ' '));

@@ -26,6 +26,9 @@ TEST(SamiText, IsReadable) {
                                                                       "&#99999999999; &nbspx"},
         {"It&#039;s &#x2014;&#X41; &#54620;&#x1F3AC; &#65 B", "It's \xE2\x80\x94"
                                                               "A \xED\x95\x9C\xF0\x9F\x8E\xAC A B"},
+        {"D&eacute;j&Agrave;&nbsp;&iexcl;&yuml;&hellip; &copy &EACUTE; &mdashx;",
+         "D\xC3\xA9j\xC3\x80\xC2\xA0\xC2\xA1\xC3\xBF"
+         "\xE2\x80\xA6 &copy &EACUTE; &mdashx;"},
         {"&#147;x&#148;&#133;", "\xE2\x80\x9Cx\xE2\x80\x9D\xE2\x80\xA6"},
         {"a&#10;b&#9;c", "a\nb\tc"},
         {"&#27;[2J&#x1b;&#0;&#7;&#127;&#x81;&#155;1m", "&#27;[2J&#x1b;&#0;&#7;&#127;&#x81;\xE2\x80\xBA"

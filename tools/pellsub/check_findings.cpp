@@ -47,6 +47,7 @@ const FindingWords &WordsOf(FindingKind kind) {
         {"out_of_order", "the cue starts before the one above it", nullptr},
         {"long_line", "a line of which players read only the first 2560 bytes", nullptr},
         {"long_cue", "a cue of 2560 bytes or more, which players do not show", nullptr},
+        {"cut_cue", "a cue of 2560 bytes or more, of which players show only the beginning", nullptr},
         {"undecodable", "bytes that are no characters of the encoding", nullptr},
         {"cue_lost", "players do not show this cue", nullptr},
         {"overlap", "the cue starts before the one ahead of it ends", nullptr},

@@ -195,7 +195,8 @@ static Findings ReadStreams(const RunOptions &options, PluginFile &file, FileFac
 
 // --- the file ------------------------------------------------------------------------------------------------------
 
-static void BeginFile(const RunOptions &options, const FileFacts &facts, Output &out) {
+static void BeginFile(const RunOptions &options, FileFacts &facts, Output &out) {
+    facts.begun = true;
     if (options.writer->beginFile != nullptr) {
         options.writer->beginFile(out, facts);
     }
@@ -284,8 +285,9 @@ static std::vector<Finding> FindingsIn(FormatEntry *entry, const std::string &ur
 }
 
 // What a new file would lack of the old one, or have otherwise, is told in a line: check has them all.
-static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &findings, FileFacts &facts) {
-    static constexpr FindingKind kHarmless[] = {FINDING_OUT_OF_ORDER, FINDING_END_BEFORE_START, FINDING_PICTURES};
+static void WarnOfLosses(const RunOptions &options, bool lyrics, const std::vector<Finding> &findings,
+                         FileFacts &facts) {
+    static constexpr FindingKind kHarmless[] = {FINDING_OUT_OF_ORDER, FINDING_PICTURES};
     uint64_t lost = 0;
     uint64_t mendable = 0;
     size_t lastLine = 0;
@@ -299,7 +301,9 @@ static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &
             continue;
         }
         const bool told = options.timingTold && is(FINDING_SHORT_FRACTION);
-        const bool mended = options.repair && !finding.mended.empty();
+        // Common timing writes all times of lyrics anew.
+        const bool anew = options.commonTiming && lyrics && (is(FINDING_TIME_SPELLING) || is(FINDING_WORD_STAMPS));
+        const bool mended = anew || (options.repair && !finding.mended.empty());
         const bool harmless = std::any_of(std::begin(kHarmless), std::end(kHarmless), is);
         if (!told && !mended && !harmless && (finding.line != lastLine || lost == 0)) {
             lost++;
@@ -319,7 +323,8 @@ static void WarnOfLosses(const RunOptions &options, const std::vector<Finding> &
 static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions &options, RepairedFile &repaired,
                          SourceText &source, FileFacts &facts, PluginFile &file) {
     if (options.repair || options.commonTiming) {
-        RepairFile(entry, url, {options.repair, options.commonTiming, options.encoding}, repaired);
+        const bool player = options.timingTold && !options.commonTiming;
+        RepairFile(entry, url, {options.repair, options.commonTiming, player, options.encoding}, repaired);
         file.protocol = repaired.differs ? ProtocolServing(repaired.bytes) : nullptr;
         options.encoding = repaired.encoding;
         TellMended(facts.name, repaired.mended);
@@ -329,7 +334,7 @@ static void LookIntoFile(FormatEntry *entry, const std::string &url, RunOptions 
         facts.source = &source;
     } else if (options.markup) {
         SourceText lines;
-        WarnOfLosses(options, FindingsIn(entry, url, options, lines), facts);
+        WarnOfLosses(options, HasExtension(url, "lrc"), FindingsIn(entry, url, options, lines), facts);
     }
 }
 
@@ -347,6 +352,11 @@ struct OpenFiles {
     PluginFile inPlugin;
 };
 
+static Problem Unfinished(const char *why) {
+    return {"not_finished", fmt::format("it could not be worked on to its end: {}", why)};
+}
+
+// Libraries may throw, if only for want of memory; the report has an entry for the file all the same.
 static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
     RunOptions options = asked;
     FileFacts facts{.name = name};
@@ -360,14 +370,19 @@ static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::st
     file.frameRate = options.frameRate ? options.frameRate->packed : 0;
     facts.error = options.url ? std::nullopt : FindFile(name, url);
     facts.size = url.size;
-    if (!facts.error) {
-        LookIntoFile(entry, url.url, options, repaired, source, facts, file);
-        facts.error = OpenFile(entry, options, name, url, file);
+    try {
+        if (!facts.error) {
+            LookIntoFile(entry, url.url, options, repaired, source, facts, file);
+            facts.error = OpenFile(entry, options, name, url, file);
+        }
+        if (!facts.error) {
+            ReportOpenFile(options, url.url, file, facts, out);
+        }
+    } catch (const std::exception &error) {
+        facts.error = Unfinished(error.what());
     }
-    if (facts.error) {
+    if (!facts.begun) {
         BeginFile(options, facts, out);
-    } else {
-        ReportOpenFile(options, url.url, file, facts, out);
     }
     if (options.writer->endFile != nullptr) {
         options.writer->endFile(out, facts);
@@ -377,12 +392,12 @@ static int ReportFile(FormatEntry *entry, const RunOptions &asked, const std::st
     return Status(facts);
 }
 
-// Libraries may throw, if only for want of memory; the files after this one may do with less.
+// What reports may throw, too; the files after this one may do with less memory.
 int RunFile(FormatEntry *entry, const RunOptions &asked, const std::string &name, Output &out) {
     try {
         return ReportFile(entry, asked, name, out);
     } catch (const std::exception &error) {
-        Complain(name, fmt::format("it could not be worked on to its end: {}", error.what()));
+        Complain(name, Unfinished(error.what()).message);
         out.totals.files++;
         out.totals.failed++;
         return EXIT_FAILED;

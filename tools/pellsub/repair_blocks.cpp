@@ -37,6 +37,7 @@ static bool HasEmptyLine(const BlockWalk &walk) {
     return std::any_of(walk.blanks.begin(), walk.blanks.end(), [&](size_t line) { return TextOf(walk, line).empty(); });
 }
 
+// Numbers stand by themselves, or at least touch their time line: others are text, such as a year.
 static bool IsNumberOfCue(const BlockWalk &walk, size_t line) {
     if (!walk.rules.numbers || !IsNumber(TextOf(walk, line))) {
         return false;
@@ -46,7 +47,9 @@ static bool IsNumberOfCue(const BlockWalk &walk, size_t line) {
     while (next < count && IsOnlyBlanks(TextOf(walk, next))) {
         next++;
     }
-    return next < count && walk.rules.timeOf(walk.repair, TextOf(walk, next)).has_value();
+    const bool apart = next > line + 1;
+    const bool may = !walk.open || HasEmptyLine(walk) || (walk.rules.tight && !apart);
+    return may && next < count && walk.rules.timeOf(walk.repair, TextOf(walk, next)).has_value();
 }
 
 static void PutBlanks(BlockWalk &walk) {
@@ -59,8 +62,8 @@ static void PutBlanks(BlockWalk &walk) {
 // The empty line behind a cue counts as part of it. Without one a player leaves out what it takes for one.
 static void CloseCue(BlockWalk &walk) {
     const size_t bytes = walk.cueBytes + (walk.blanks.empty() ? 0 : walk.repair.source.width);
-    if (walk.open && walk.rules.maxBytes != 0 && bytes >= walk.rules.maxBytes) {
-        NoteLeft(walk.repair, FINDING_LONG_CUE, walk.cueLine + 1);
+    if (walk.open && bytes >= SVR_SUB_STR_IN_MAX_LEN) {
+        NoteLeft(walk.repair, walk.rules.tooLong, walk.cueLine + 1);
     }
     walk.open = false;
 }
@@ -103,9 +106,25 @@ static void PutTime(BlockWalk &walk, size_t line, const BlockTime &time) {
     walk.cueBytes = 0;
 }
 
+// An arrow with a clock on one side, though nobody can read it.
+static bool LooksTimed(std::string_view text) {
+    static constexpr std::string_view kArrow = "-->";
+    const size_t arrow = text.find(kArrow);
+    if (arrow == text.npos) {
+        return false;
+    }
+    const std::string_view before = Trimmed(text.substr(0, arrow));
+    const std::string_view behind = Trimmed(text.substr(arrow + kArrow.size()));
+    const auto isDigit = [](char ch) {
+        return ch >= '0' && ch <= '9';
+    };
+    const bool touches = (!before.empty() && isDigit(before.back())) || (!behind.empty() && isDigit(behind.front()));
+    return touches && text.find_first_of(":.,") != text.npos;
+}
+
 static void NoteTextOutside(BlockWalk &walk, size_t line) {
     const std::string &text = TextOf(walk, line);
-    if (text.find("-->") != text.npos) {
+    if (LooksTimed(text)) {
         NoteLeft(walk.repair, FINDING_TIME_NOT_UNDERSTOOD, line + 1, text);
         walk.orphan = true;
     } else if (!walk.open && !walk.orphan && !IsNumber(text) && (!walk.repair.cues.empty() || !walk.rules.header)) {
@@ -171,7 +190,7 @@ void RepairBlocks(Repair &repair, const BlockRules &rules) {
         }
         const auto time = rules.timeOf(repair, text);
         const bool isTime = time && (rules.tight || !walk.open || HasEmptyLine(walk));
-        const bool isNumber = !isTime && IsNumberOfCue(walk, line) && (rules.tight || HasEmptyLine(walk));
+        const bool isNumber = !isTime && IsNumberOfCue(walk, line);
         if (isTime && walk.numbered) {
             walk.blanks.clear();
         } else if (isTime || isNumber) {
@@ -196,16 +215,22 @@ static bool IsPlayersClock(const Clock &clock) {
            std::string_view(",.:").find(clock.mark) != std::string_view::npos;
 }
 
+// A player takes up to three digits for milliseconds.
+static std::string SrtFraction(const Repair &repair, const Clock &clock) {
+    const bool asRead = repair.player && IsPlayersClock(clock) && clock.fraction.size() < 3;
+    return asRead ? std::string(3 - clock.fraction.size(), '0') + clock.fraction : FractionText(clock, 3);
+}
+
 // Later than a player can read is as late as it can read, for an end.
-static std::optional<std::string> SrtClock(const Clock &clock) {
+static std::optional<std::string> SrtClock(const Repair &repair, const Clock &clock) {
     const auto fields = FieldsText(clock.negative ? 0 : clock.seconds, 99);
     if (!fields) {
         return std::nullopt;
     }
-    return *fields + "," + (clock.negative ? "000" : FractionText(clock, 3));
+    return *fields + "," + (clock.negative ? "000" : SrtFraction(repair, clock));
 }
 
-static std::optional<BlockTime> SrtTime(const Repair &, std::string_view text) {
+static std::optional<BlockTime> SrtTime(const Repair &repair, std::string_view text) {
     const auto line = TimeLineOf(text);
     if (!line || line->comma) {
         return std::nullopt;
@@ -214,12 +239,13 @@ static std::optional<BlockTime> SrtTime(const Repair &, std::string_view text) {
     const bool read = line->usualArrow && line->before.find_first_not_of(" \t") == line->before.npos &&
                       IsPlayersClock(line->start) && IsPlayersClock(line->end) && line->start.fraction.size() <= 3;
     const bool negative = line->start.negative || line->end.negative;
-    time.usual = read && line->start.fraction.size() == 3 && line->end.fraction.size() >= 3;
+    const bool whole = line->start.fraction.size() == 3 && line->end.fraction.size() >= 3;
+    time.usual = read && (repair.player || whole);
     time.kind = negative ? FINDING_NEGATIVE_TIME : (read ? FINDING_SHORT_FRACTION : FINDING_TIME_SPELLING);
-    const auto start = SrtClock(line->start);
+    const auto start = SrtClock(repair, line->start);
+    const auto end = SrtClock(repair, line->end);
     time.tooLate = !start;
-    time.written =
-        fmt::format("{} --> {}{}", start.value_or(""), SrtClock(line->end).value_or("99:99:99,999"), line->rest);
+    time.written = fmt::format("{} --> {}{}", start.value_or(""), end.value_or("99:99:99,999"), line->rest);
     time.startMs = DecimalMs(line->start);
     time.endMs = DecimalMs(line->end);
     return time;
@@ -232,5 +258,5 @@ void RepairSrt(Repair &repair) {
                           .tight = true,
                           .oneBlank = false,
                           .closed = false,
-                          .maxBytes = SVR_SUB_STR_IN_MAX_LEN});
+                          .tooLong = FINDING_LONG_CUE});
 }

@@ -15,12 +15,12 @@ struct BlockTime {
 struct BlockRules {
     // Nothing when the line is no time line.
     std::optional<BlockTime> (*timeOf)(const Repair &repair, std::string_view line);
-    bool header;     // lines above the first cue are not meant to be shown
-    bool numbers;    // cues have numbers above their time lines
-    bool tight;      // a time line is one even without an empty line before it
-    bool oneBlank;   // no empty line may stand where a time line is looked for
-    bool closed;     // the last cue needs an empty line too
-    size_t maxBytes; // of a cue; 0: it is cut, not lost
+    bool header;         // lines above the first cue are not meant to be shown
+    bool numbers;        // cues have numbers above their time lines
+    bool tight;          // a time line is one even without an empty line before it
+    bool oneBlank;       // no empty line may stand where a time line is looked for
+    bool closed;         // the last cue needs an empty line too
+    FindingKind tooLong; // what becomes of a cue that a player has no room for
 };
 
 void RepairBlocks(Repair &repair, const BlockRules &rules);

@@ -14,6 +14,7 @@ struct Repair {
     const SourceText &source;
     bool mend = true;               // false: only times are rewritten
     bool common = false;            // times as the format's convention has them
+    bool player = false;            // times as a player takes them, also where it reads less than is meant
     std::vector<std::string> lines; // of the copy, without line ends
     std::vector<Finding> mended;    // what is different in the copy
     std::vector<Finding> left;      // what cannot be mended

@@ -131,7 +131,7 @@ void RepairFile(FormatEntry *entry, const std::string &url, const RepairWish &wi
         }
         return;
     }
-    Repair repair{.source = source, .mend = wish.mend, .common = wish.common};
+    Repair repair{.source = source, .mend = wish.mend, .common = wish.common, .player = wish.player};
     ApplyRule(repair, *rule);
     if (!repair.mended.empty() || !IsSame(repair)) {
         WriteCopy(repair, wish, repaired);

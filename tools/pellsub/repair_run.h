@@ -11,6 +11,7 @@
 struct RepairWish {
     bool mend = false;    // what a player trips over
     bool common = false;  // times as the format's convention has them
+    bool player = false;  // times as a player takes them, where that was asked for
     int32_t encoding = 0; // code type of the file; 0: identify it
 };
 

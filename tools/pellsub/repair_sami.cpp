@@ -265,6 +265,19 @@ static std::vector<SamiLine> RewrittenBody(const SamiFile &file, const std::vect
     return body;
 }
 
+// A player leaves out the lines of a text that do not fit.
+static void NoteParagraphBytes(Repair &repair, const SamiSync &sync) {
+    for (const SamiParagraph &paragraph : sync.paragraphs) {
+        size_t bytes = 0;
+        for (const SamiLine &line : paragraph.lines) {
+            bytes += line.text.size() + 1;
+        }
+        if (bytes >= SVR_SUB_STR_IN_MAX_LEN && paragraph.lines.size() > 1) {
+            NoteLeft(repair, FINDING_CUT_CUE, sync.number, "", sync.startMs);
+        }
+    }
+}
+
 static void OrderClasses(Repair &repair, SamiFile &file) {
     const std::vector<SamiSync> syncs = SyncsOf(file);
     bool ordered = true;
@@ -304,6 +317,7 @@ void RepairSami(Repair &repair) {
         file.body = BodyOf(repair, body, file.classes.size());
         for (const SamiSync &sync : SyncsOf(file)) {
             repair.cues.push_back({sync.number, sync.startMs, sync.endMs});
+            NoteParagraphBytes(repair, sync);
         }
         if (file.classes.size() > 1) {
             OrderClasses(repair, file);

@@ -180,14 +180,16 @@ static std::optional<BlockTime> MpsubTime(const Repair &, std::string_view text)
 // "FORMAT=25" counts frames: seconds in their place say what was meant.
 static void RetimeMpsub(Repair &repair) {
     double rate = 0;
+    bool told = false; // the first such line tells the unit, others are text
     bool inText = false;
     for (std::string &line : repair.lines) {
         std::string_view rest = line;
-        rest.remove_prefix(rest.starts_with("FORMAT=") ? 7 : 0);
+        rest.remove_prefix(!told && rest.starts_with("FORMAT=") ? 7 : 0);
         const auto times = MpsubTimesOf(line);
         if (rest.size() < line.size()) {
             rate = TakeDecimal(rest).value_or(0);
             line = rate > 0 ? "FORMAT=TIME" : line;
+            told = true;
         } else if (times && rate > 0 && !inText) {
             line = fmt::format("{:.6f} {:.6f}", times->wait / rate, times->duration / rate);
         }
@@ -224,8 +226,25 @@ static bool ClosesDvdCue(std::string_view text) {
     return text.substr(0, 2).find('}') != text.npos;
 }
 
+// Whether a line of its own closes the cue that this line belongs to.
+static bool IsClosedBelow(const std::vector<SourceLine> &lines, size_t line) {
+    while (++line < lines.size() && !DvdTimeOf(lines[line].text)) {
+        if (ClosesDvdCue(lines[line].text)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+static void NoteDvdBytes(Repair &repair, size_t open, size_t bytes) {
+    if (bytes >= SVR_SUB_STR_IN_MAX_LEN) {
+        NoteLeft(repair, FINDING_CUT_CUE, open);
+    }
+}
+
 static void RepairDvdText(Repair &repair) {
-    size_t open = 0; // the line that opened a cue
+    size_t open = 0;  // the line that opened a cue
+    size_t bytes = 0; // of its text
     for (size_t i = 0; i < repair.source.lines.size(); i++) {
         const std::string &text = repair.source.lines[i].text;
         const auto time = DvdTimeOf(text);
@@ -238,13 +257,18 @@ static void RepairDvdText(Repair &repair) {
         if (behind || (time && repair.mend && !text.starts_with("{T"))) {
             NoteMended(repair, FINDING_TIME_SPELLING, i + 1, text);
         }
+        if (open != 0 && (time || closes) && repair.mend) {
+            NoteDvdBytes(repair, open, bytes);
+        }
+        bytes = time ? 0 : bytes + repair.source.lines[i].bytes.size() + repair.source.width;
         repair.lines.push_back(time && (repair.common || repair.mend) ? DvdLine(repair, *time) : text);
         if (behind) {
             repair.lines.emplace_back(WithoutBlanks(time->rest));
         }
         open = time ? i + 1 : (closes ? 0 : open);
         std::string &last = repair.lines.back();
-        if (repair.mend && open != 0 && last.size() > 2 && last.ends_with('}') && (behind || !time)) {
+        if (repair.mend && open != 0 && last.size() > 2 && last.ends_with('}') && (behind || !time) &&
+            !IsClosedBelow(repair.source.lines, i)) {
             last.pop_back();
             NoteMended(repair, FINDING_NOT_CLOSED, open);
             repair.lines.emplace_back("}");
@@ -311,7 +335,7 @@ void RepairSub(Repair &repair) {
                               .tight = true,
                               .oneBlank = true,
                               .closed = true,
-                              .maxBytes = 0});
+                              .tooLong = FINDING_CUT_CUE});
     } else if (name == "mpsub") {
         RepairBlocks(repair, {.timeOf = MpsubTime,
                               .header = true,
@@ -319,7 +343,7 @@ void RepairSub(Repair &repair) {
                               .tight = false,
                               .oneBlank = false,
                               .closed = true,
-                              .maxBytes = 0});
+                              .tooLong = FINDING_CUT_CUE});
         if (repair.common) {
             RetimeMpsub(repair);
         }

@@ -88,7 +88,8 @@ struct FileFacts {
     std::vector<Finding> findings;      // for reports that want them
     const SourceText *source = nullptr; // its lines; null: not looked at
     std::optional<Problem> error;
-    int signal = 0; // the signal that ended the work on it
+    int signal = 0;     // the signal that ended the work on it
+    bool begun = false; // its report is
 };
 
 bool IsFormat(const FileFacts &facts, std::string_view format);

@@ -48,6 +48,11 @@ std::optional<Problem> FileInTheWay(const std::string &path, bool overwrite) {
     if (lstat(path.c_str(), &status) != 0) {
         return std::nullopt;
     }
+    // A link to a file is replaced like a file; one that leads to a device or a pipe is meant to be written through.
+    if (S_ISLNK(status.st_mode)) {
+        struct stat target = {};
+        status = stat(path.c_str(), &target) == 0 && !S_ISDIR(target.st_mode) ? target : status;
+    }
     if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
         const char *what = S_ISDIR(status.st_mode) ? "a directory" : "no ordinary file";
         return Problem{"not_written", fmt::format("{} cannot be written: it is {}", path, what)};

@@ -18,6 +18,31 @@ static const Entity kEntities[] = {
     {"nbsp", "\xC2\xA0"}, {"amp", "&"}, {"lt", "<"}, {"gt", ">"}, {"quot", "\""}, {"apos", "'"},
 };
 
+// Their letters may be capital ones, so these are looked for as they are written.
+static const struct {
+    const char *name;
+    uint16_t character;
+} kCharacters[] = {
+    {"hellip", 0x2026}, {"ndash", 0x2013},  {"mdash", 0x2014},  {"lsquo", 0x2018}, {"rsquo", 0x2019},
+    {"sbquo", 0x201A},  {"ldquo", 0x201C},  {"rdquo", 0x201D},  {"bdquo", 0x201E}, {"lsaquo", 0x2039},
+    {"rsaquo", 0x203A}, {"bull", 0x2022},   {"euro", 0x20AC},   {"trade", 0x2122}, {"OElig", 0x0152},
+    {"oelig", 0x0153},  {"Scaron", 0x0160}, {"scaron", 0x0161},
+};
+
+// The same of the characters from 0xA1 to 0xFF.
+static const char *const kLatin[] = {
+    "iexcl",  "cent",   "pound",  "curren", "yen",    "brvbar", "sect",   "uml",    "copy",   "ordf",   "laquo",
+    "not",    "shy",    "reg",    "macr",   "deg",    "plusmn", "sup2",   "sup3",   "acute",  "micro",  "para",
+    "middot", "cedil",  "sup1",   "ordm",   "raquo",  "frac14", "frac12", "frac34", "iquest", "Agrave", "Aacute",
+    "Acirc",  "Atilde", "Auml",   "Aring",  "AElig",  "Ccedil", "Egrave", "Eacute", "Ecirc",  "Euml",   "Igrave",
+    "Iacute", "Icirc",  "Iuml",   "ETH",    "Ntilde", "Ograve", "Oacute", "Ocirc",  "Otilde", "Ouml",   "times",
+    "Oslash", "Ugrave", "Uacute", "Ucirc",  "Uuml",   "Yacute", "THORN",  "szlig",  "agrave", "aacute", "acirc",
+    "atilde", "auml",   "aring",  "aelig",  "ccedil", "egrave", "eacute", "ecirc",  "euml",   "igrave", "iacute",
+    "icirc",  "iuml",   "eth",    "ntilde", "ograve", "oacute", "ocirc",  "otilde", "ouml",   "divide", "oslash",
+    "ugrave", "uacute", "ucirc",  "uuml",   "yacute", "thorn",  "yuml",
+};
+static_assert(std::size(kLatin) == 0xFF - 0xA1 + 1);
+
 // Numbers 128 to 159 are meant as in WINDOWS-1252, where these characters are. 0: there is none.
 static const uint16_t kWindowsCharacters[32] = {0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                                 0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
@@ -67,12 +92,23 @@ static uint32_t NumberedCharacter(std::string_view number) {
     return control || surrogate || value > 0x10FFFF ? 0 : value;
 }
 
-static bool AppendEntity(std::string_view name, bool numbered, std::string &out) {
-    if (numbered) {
-        const uint32_t value = NumberedCharacter(name);
-        if (value != 0) {
-            AppendUtf8(value, out);
-        }
+// 0: there is none of that name.
+static uint32_t NamedCharacter(std::string_view name) {
+    const auto named = std::find_if(std::begin(kCharacters), std::end(kCharacters),
+                                    [=](const auto &character) { return character.name == name; });
+    const auto latin = std::find(std::begin(kLatin), std::end(kLatin), name);
+    if (named != std::end(kCharacters)) {
+        return named->character;
+    }
+    return latin != std::end(kLatin) ? static_cast<uint32_t>(0xA1 + (latin - std::begin(kLatin))) : 0;
+}
+
+static bool AppendEntity(std::string_view name, bool numbered, bool closed, std::string &out) {
+    const uint32_t value = numbered ? NumberedCharacter(name) : (closed ? NamedCharacter(name) : 0);
+    if (value != 0) {
+        AppendUtf8(value, out);
+    }
+    if (numbered || value != 0) {
         return value != 0;
     }
     const auto row = std::find_if(std::begin(kEntities), std::end(kEntities),
@@ -81,16 +117,18 @@ static bool AppendEntity(std::string_view name, bool numbered, std::string &out)
     return row != std::end(kEntities);
 }
 
-// Takes the entity at the front of the text and gives its size. 0: there is none. Many files leave out the semicolon.
+// Takes the entity at the front of the text and gives its size. 0: there is none. Many files leave out the semicolon of
+// the usual ones.
 static size_t TakeEntity(std::string_view text, std::string &out) {
     const bool numbered = text.substr(1).starts_with('#');
     const size_t begin = numbered ? 2 : 1;
     const std::string_view name = TakeWhile(text.substr(begin), IsLetterOrDigit);
     const size_t end = begin + name.size();
-    if (!AppendEntity(name, numbered, out)) {
+    const bool closed = text.substr(end).starts_with(';');
+    if (!AppendEntity(name, numbered, closed, out)) {
         return 0;
     }
-    return end + (text.substr(end).starts_with(';') ? 1 : 0);
+    return end + (closed ? 1 : 0);
 }
 
 // --- tags ----------------------------------------------------------------------------------------------------------

@@ -98,8 +98,9 @@ static std::string_view MarkOf(std::string_view bytes, size_t width) {
     return bytes.substr(0, size);
 }
 
-// The character at this place, as far as it is ASCII; 0x7F for all others.
+// The character at this place, as far as it is ASCII; 0x7F for all others, and behind the end.
 static char AsciiAt(const SourceText &source, size_t at) {
+    at = std::min(at, source.bytes.size());
     const std::string_view unit = std::string_view(source.bytes).substr(at, source.width);
     const bool bigEndian = source.codeType == PELL_CODE_UTF16BE || source.codeType == PELL_CODE_UTF32BE;
     const size_t low = bigEndian ? unit.size() - 1 : 0;

@@ -203,7 +203,11 @@ std::string ExplainError(const CLI::App &app, const std::vector<std::string> &ar
     std::string what = error.what();
     if (dynamic_cast<const CLI::ArgumentMismatch *>(&error) != nullptr) {
         const std::string name = what.substr(0, what.find(':'));
-        what = name == "FILE" ? command.get_name() + " takes one FILE" : name + " needs a value";
+        const auto given = std::count_if(arguments.begin(), arguments.end(), [&](const std::string &argument) {
+            return argument == name || argument.starts_with(name + "=");
+        });
+        what = name == "FILE" ? command.get_name() + " takes one FILE"
+                              : name + (given > 1 ? " is given twice" : " needs a value");
     } else if (unknown) {
         what =
             fmt::format("{} is no option of {}{}", option, command.get_name(), Nearest(option, OptionNames(command)));

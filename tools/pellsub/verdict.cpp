@@ -14,6 +14,10 @@ static std::string FailedText(const FileFacts &facts, const Findings &findings) 
     return CountText(findings.failedReads, facts.textual ? "cue" : "picture");
 }
 
+static Problem NoStream() {
+    return {"no_stream", "no stream found in it; an index has languages (id: en, index: 0) with time stamps"};
+}
+
 Problem UnknownFormat(bool url, const std::string &taken) {
     return {"unknown_format",
             fmt::format("{} {}{}",
@@ -37,11 +41,17 @@ Problem NoPacketFile(const std::string &packets) {
 }
 
 Problem NoPictures(const FileFacts &facts) {
+    if (facts.formatTitle == nullptr) {
+        return NoStream();
+    }
     return {"no_pictures", fmt::format("it is {}, which is text; only VobSub (.idx) has pictures, and dump shows text",
                                        facts.formatTitle)};
 }
 
 Problem OnlyPictures(const FileFacts &facts) {
+    if (facts.formatTitle == nullptr) {
+        return NoStream();
+    }
     return {"only_pictures",
             fmt::format("it is {}, whose cues are pictures and have no text; pellsub render draws them",
                         facts.formatTitle)};
@@ -64,7 +74,7 @@ static Problem NoCue(const FileFacts &facts) {
                                                    facts.encoding)};
     }
     if (facts.formatTitle == nullptr) {
-        return {"no_stream", "no stream found in it; an index has languages (id: en, index: 0) with time stamps"};
+        return NoStream();
     }
     return {"no_cue",
             fmt::format("no cue found in it; its name says {}, its content does not look like it; is it whole?",
