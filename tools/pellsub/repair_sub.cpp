@@ -236,48 +236,80 @@ static bool IsClosedBelow(const std::vector<SourceLine> &lines, size_t line) {
     return false;
 }
 
-static void NoteDvdBytes(Repair &repair, size_t open, size_t bytes) {
-    if (bytes >= SVR_SUB_STR_IN_MAX_LEN) {
-        NoteLeft(repair, FINDING_CUT_CUE, open);
+// The walk over the lines.
+struct DvdWalk {
+    Repair &repair;
+    size_t open = 0;  // the line that opened a cue, from 1; 0: none is
+    size_t bytes = 0; // of its text
+};
+
+static void CloseDvdCue(DvdWalk &walk) {
+    if (walk.open != 0 && walk.bytes >= SVR_SUB_STR_IN_MAX_LEN) {
+        NoteLeft(walk.repair, FINDING_CUT_CUE, walk.open);
+    }
+    walk.open = 0;
+}
+
+static void PutDvdEnd(DvdWalk &walk) {
+    NoteMended(walk.repair, FINDING_NOT_CLOSED, walk.open);
+    walk.repair.lines.emplace_back("}");
+    CloseDvdCue(walk);
+}
+
+static void PutDvdTime(DvdWalk &walk, size_t line, const DvdTime &time) {
+    Repair &repair = walk.repair;
+    const std::string &text = repair.source.lines[line].text;
+    const std::string_view behind = WithoutBlanks(time.rest);
+    if (walk.open != 0) {
+        PutDvdEnd(walk);
+    }
+    if (!behind.empty() || !text.starts_with("{T")) {
+        NoteMended(repair, FINDING_TIME_SPELLING, line + 1, text);
+    }
+    repair.lines.push_back(DvdLine(repair, time));
+    if (!behind.empty()) {
+        repair.lines.emplace_back(behind);
+    }
+    walk.open = line + 1;
+    walk.bytes = 0;
+}
+
+static void PutDvdText(DvdWalk &walk, size_t line) {
+    const SourceLine &source = walk.repair.source.lines[line];
+    walk.repair.lines.push_back(source.text);
+    walk.bytes += source.bytes.size() + walk.repair.source.width;
+    if (ClosesDvdCue(source.text)) {
+        CloseDvdCue(walk);
+    }
+}
+
+// A brace at the end of the text closes the cue where no line of its own does.
+static void TakeDvdBrace(DvdWalk &walk, size_t line) {
+    std::string &last = walk.repair.lines.back();
+    if (walk.open != 0 && last.size() > 2 && last.ends_with('}') && !IsClosedBelow(walk.repair.source.lines, line)) {
+        last.pop_back();
+        PutDvdEnd(walk);
     }
 }
 
 static void RepairDvdText(Repair &repair) {
-    size_t open = 0;  // the line that opened a cue
-    size_t bytes = 0; // of its text
+    DvdWalk walk{repair};
     for (size_t i = 0; i < repair.source.lines.size(); i++) {
         const std::string &text = repair.source.lines[i].text;
         const auto time = DvdTimeOf(text);
-        const bool closes = !time && ClosesDvdCue(text);
-        if (time && open != 0 && repair.mend) {
-            NoteMended(repair, FINDING_NOT_CLOSED, open);
-            repair.lines.emplace_back("}");
+        if (!repair.mend) {
+            repair.lines.push_back(time && repair.common ? DvdLine(repair, *time) : text);
+            continue;
         }
-        const bool behind = time && repair.mend && !WithoutBlanks(time->rest).empty();
-        if (behind || (time && repair.mend && !text.starts_with("{T"))) {
-            NoteMended(repair, FINDING_TIME_SPELLING, i + 1, text);
+        if (time) {
+            PutDvdTime(walk, i, *time);
+        } else {
+            PutDvdText(walk, i);
         }
-        if (open != 0 && (time || closes) && repair.mend) {
-            NoteDvdBytes(repair, open, bytes);
-        }
-        bytes = time ? 0 : bytes + repair.source.lines[i].bytes.size() + repair.source.width;
-        repair.lines.push_back(time && (repair.common || repair.mend) ? DvdLine(repair, *time) : text);
-        if (behind) {
-            repair.lines.emplace_back(WithoutBlanks(time->rest));
-        }
-        open = time ? i + 1 : (closes ? 0 : open);
-        std::string &last = repair.lines.back();
-        if (repair.mend && open != 0 && last.size() > 2 && last.ends_with('}') && (behind || !time) &&
-            !IsClosedBelow(repair.source.lines, i)) {
-            last.pop_back();
-            NoteMended(repair, FINDING_NOT_CLOSED, open);
-            repair.lines.emplace_back("}");
-            open = 0;
-        }
+        TakeDvdBrace(walk, i);
     }
-    if (open != 0 && repair.mend) {
-        NoteMended(repair, FINDING_NOT_CLOSED, open);
-        repair.lines.emplace_back("}");
+    if (walk.open != 0) {
+        PutDvdEnd(walk);
     }
 }
 
