@@ -265,6 +265,7 @@ TEST_F(PellsubConvert, SaysWhyItCannot) {
         {"film.idx --to srt", "it is VobSub, whose cues are pictures and have no text; pellsub render draws them", 2},
         {"empty.idx --to srt", "no stream found in it", 2},
         {"a.srt --to srt --to vtt", "--to is given twice", 64},
+        {"a.srt --to vtt --shift -9000", "all of it would be over before 0, and nothing was written", 2},
         {"blank.lrc --to srt", "there is nothing to read in it, and nothing was written", 2},
         {"a.srt --to vtt --dir a.srt", "a.srt: is no directory and cannot be made one", 2},
         {"a.srt --to vtt -o no/where", "no/where cannot be written: No such file or directory", 2},

@@ -295,7 +295,9 @@ static void ConvertConclude(Output &out, FileFacts &facts) {
     }
     WarnOfTimes(run.counts, TargetNamed(run.format), facts);
     if (written == 0 && !facts.error) {
-        facts.error = Problem{"nothing_written", "there is nothing to read in it, and nothing was written"};
+        const char *why =
+            run.counts.leftOut > 0 ? "all of it would be over before 0" : "there is nothing to read in it";
+        facts.error = Problem{"nothing_written", fmt::format("{}, and nothing was written", why)};
     }
     run.streams.clear();
 }

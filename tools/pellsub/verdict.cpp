@@ -76,9 +76,8 @@ static Problem NoCue(const FileFacts &facts) {
     if (facts.formatTitle == nullptr) {
         return NoStream();
     }
-    return {"no_cue",
-            fmt::format("no cue found in it; its name says {}, its content does not look like it; is it whole?",
-                        facts.formatTitle)};
+    return {"no_cue", fmt::format("no cue found in it; its name says {}, its content does not look like it; {}",
+                                  facts.formatTitle, kSeeCheck)};
 }
 
 static std::optional<Problem> WhyNothing(const FileFacts &facts, const Findings &findings) {
@@ -172,5 +171,5 @@ Problem NotIndexed(const FileFacts &facts) {
     if (IsFormat(facts, "sub")) {
         return NoSubCue(facts);
     }
-    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeLog)};
+    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeCheck)};
 }
