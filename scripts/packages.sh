@@ -37,7 +37,7 @@ install_packages() {
     # A list that could not be refreshed may still do; the install tells.
     as_root apt-get update >&2 || true
     # shellcheck disable=SC2086
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing >&2
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing >&2 || return
     installed=yes
 }
 

@@ -197,6 +197,25 @@ TEST_F(AssTest, TheHeaderIsHandedOutAgainAfterAChangeOfCodeType) {
     g_formatEntry.fmt_close(hFmt);
 }
 
+// Its events stand in the file's order, where halving would miss the first.
+TEST_F(AssTest, AnIndexThatAStopLeftIsSearchedFromItsBegin) {
+    static const char s_aszHead[] = "[Script Info]\n[Events]\nFormat: x\n";
+    static const char s_aszFirst[] = "Dialogue: 0,0:00:05.00,0:00:05.00,x\nDialogue: 0,0:00:01.00,0:00:01.00,x\n";
+    void *hFmt =
+        PlayerOpenBytes("a.ass", s_aszHead + std::string(s_aszFirst) + "Dialogue: 0,0:00:07.00,0:00:07.00,x\n");
+    ASSERT_NE(hFmt, nullptr);
+    const size_t uFirst = strlen(s_aszHead) + strlen(s_aszFirst);
+    g_memoryFile.s32StopReadAt = g_memoryFile.s32Reads + static_cast<int32_t>(uFirst) + 4;
+    g_memoryFile.hStopped = hFmt;
+    int32_t s32CodeType = 9;
+    EXPECT_EQ(g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_SRC_CODETYPE, &s32CodeType), 0);
+    FmtFrame stFrame = {};
+    EXPECT_EQ(g_formatEntry.fmt_seek_pts(hFmt, 8191, 4500), 0);
+    EXPECT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
+    EXPECT_EQ(stFrame.s64Pts, 5000);
+    g_formatEntry.fmt_close(hFmt);
+}
+
 TEST_F(AssTest, ConversionThatFailsWhileReadingStillDeliversWithinTheBuffer) {
     for (const int32_t s32Claimed : {SVR_SUB_STR_OUT_MAX_LEN, INT32_MAX}) {
         void *hFmt = PlayerOpenBytes("a.ass", s_strHead + Event("0:00:01.00,0:00:02.00", "a"), ConverterDouble());

@@ -406,38 +406,6 @@ TEST_P(ContractTest, AStopEndsEveryBuildBeforeItsFirstLine) {
     g_formatEntry.fmt_close(hFmt);
 }
 
-// A stop may leave cues in the file's order; halving would miss one that stands out of it.
-TEST(ContractSeekTest, AnIndexThatAStopLeftIsSearched) {
-    static const std::pair<const char *, const char *> s_astCues[] = {
-        {"a.srt", "00:00:0@,000 --> 00:00:0@,000\nx\n\n"},
-        {"a.sub", "{1@0}{1@1}x\n"},
-        {"a.ass", "Dialogue: 0,0:00:0@.00,0:00:0@.00,x\n"},
-    };
-    for (const auto &[pszFile, pszCue] : s_astCues) {
-        SCOPED_TRACE(pszFile);
-        HostReset();
-        std::string strBytes = pszFile == std::string("a.ass") ? "[Script Info]\n[Events]\nFormat: x\n" : "";
-        const size_t uHead = strBytes.size();
-        for (const char chDigit : {'5', '1', '2', '7'}) {
-            std::string strCue = pszCue;
-            std::replace(strCue.begin(), strCue.end(), '@', chDigit);
-            strBytes += strCue;
-        }
-        void *hFmt = PlayerOpenBytes(pszFile, strBytes);
-        ASSERT_NE(hFmt, nullptr);
-        const size_t uTwoCues = uHead + 2 * strlen(pszCue);
-        g_memoryFile.s32StopReadAt = g_memoryFile.s32Reads + static_cast<int32_t>(uTwoCues) + 4;
-        g_memoryFile.hStopped = hFmt;
-        int32_t s32CodeType = 9;
-        EXPECT_EQ(g_formatEntry.fmt_invoke(hFmt, INVOKE_SET_SRC_CODETYPE, &s32CodeType), 0);
-        FmtFrame stFrame = {};
-        EXPECT_EQ(g_formatEntry.fmt_seek_pts(hFmt, 8191, 4500), 0);
-        EXPECT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
-        EXPECT_EQ(stFrame.s64Pts, 5000);
-        g_formatEntry.fmt_close(hFmt);
-    }
-}
-
 TEST_P(TextContractTest, AStopFromAnotherThreadEndsALongBuild) {
     const ContractRow &stRow = GetParam();
     const std::string strBytes = Bytes(stRow, 400000);

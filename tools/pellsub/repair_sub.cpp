@@ -226,7 +226,7 @@ static bool ClosesDvdCue(std::string_view text) {
     return text.substr(0, 2).find('}') != text.npos;
 }
 
-// Whether a line of its own closes the cue that this line belongs to.
+// Whether a line of its own closes the cue that this line opens.
 static bool IsClosedBelow(const std::vector<SourceLine> &lines, size_t line) {
     while (++line < lines.size() && !DvdTimeOf(lines[line].text)) {
         if (ClosesDvdCue(lines[line].text)) {
@@ -239,8 +239,9 @@ static bool IsClosedBelow(const std::vector<SourceLine> &lines, size_t line) {
 // The walk over the lines.
 struct DvdWalk {
     Repair &repair;
-    size_t open = 0;  // the line that opened a cue, from 1; 0: none is
-    size_t bytes = 0; // of its text
+    size_t open = 0;     // the line that opened a cue, from 1; 0: none is
+    size_t bytes = 0;    // of its text
+    bool closed = false; // by a line of its own
 };
 
 static void CloseDvdCue(DvdWalk &walk) {
@@ -272,6 +273,7 @@ static void PutDvdTime(DvdWalk &walk, size_t line, const DvdTime &time) {
     }
     walk.open = line + 1;
     walk.bytes = 0;
+    walk.closed = IsClosedBelow(repair.source.lines, line);
 }
 
 static void PutDvdText(DvdWalk &walk, size_t line) {
@@ -284,9 +286,9 @@ static void PutDvdText(DvdWalk &walk, size_t line) {
 }
 
 // A brace at the end of the text closes the cue where no line of its own does.
-static void TakeDvdBrace(DvdWalk &walk, size_t line) {
+static void TakeDvdBrace(DvdWalk &walk) {
     std::string &last = walk.repair.lines.back();
-    if (walk.open != 0 && last.size() > 2 && last.ends_with('}') && !IsClosedBelow(walk.repair.source.lines, line)) {
+    if (walk.open != 0 && !walk.closed && last.size() > 2 && last.ends_with('}')) {
         last.pop_back();
         PutDvdEnd(walk);
     }
@@ -306,7 +308,7 @@ static void RepairDvdText(Repair &repair) {
         } else {
             PutDvdText(walk, i);
         }
-        TakeDvdBrace(walk, i);
+        TakeDvdBrace(walk);
     }
     if (walk.open != 0) {
         PutDvdEnd(walk);

@@ -11,18 +11,16 @@
 
 struct Entity {
     const char *name;
-    const char *text;
-};
-
-static const Entity kEntities[] = {
-    {"nbsp", "\xC2\xA0"}, {"amp", "&"}, {"lt", "<"}, {"gt", ">"}, {"quot", "\""}, {"apos", "'"},
-};
-
-// Their letters may be capital ones, so these are looked for as they are written.
-static const struct {
-    const char *name;
     uint16_t character;
-} kCharacters[] = {
+};
+
+// In any case, and with or without a semicolon.
+static const Entity kUsualEntities[] = {
+    {"nbsp", 0xA0}, {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''},
+};
+
+// As they are written, with a semicolon: some of their letters may be capital ones.
+static const Entity kEntities[] = {
     {"hellip", 0x2026}, {"ndash", 0x2013},  {"mdash", 0x2014},  {"lsquo", 0x2018}, {"rsquo", 0x2019},
     {"sbquo", 0x201A},  {"ldquo", 0x201C},  {"rdquo", 0x201D},  {"bdquo", 0x201E}, {"lsaquo", 0x2039},
     {"rsaquo", 0x203A}, {"bull", 0x2022},   {"euro", 0x20AC},   {"trade", 0x2122}, {"OElig", 0x0152},
@@ -93,41 +91,33 @@ static uint32_t NumberedCharacter(std::string_view number) {
 }
 
 // 0: there is none of that name.
-static uint32_t NamedCharacter(std::string_view name) {
-    const auto named = std::find_if(std::begin(kCharacters), std::end(kCharacters),
-                                    [=](const auto &character) { return character.name == name; });
+static uint32_t NamedCharacter(std::string_view name, bool closed) {
+    const auto usual = std::find_if(std::begin(kUsualEntities), std::end(kUsualEntities),
+                                    [=](const Entity &entity) { return EqualNoCase(entity.name, name); });
+    if (usual != std::end(kUsualEntities) || !closed) {
+        return usual != std::end(kUsualEntities) ? usual->character : 0;
+    }
+    const auto other = std::find_if(std::begin(kEntities), std::end(kEntities),
+                                    [=](const Entity &entity) { return entity.name == name; });
     const auto latin = std::find(std::begin(kLatin), std::end(kLatin), name);
-    if (named != std::end(kCharacters)) {
-        return named->character;
+    if (other != std::end(kEntities)) {
+        return other->character;
     }
     return latin != std::end(kLatin) ? static_cast<uint32_t>(0xA1 + (latin - std::begin(kLatin))) : 0;
 }
 
-static bool AppendEntity(std::string_view name, bool numbered, bool closed, std::string &out) {
-    const uint32_t value = numbered ? NumberedCharacter(name) : (closed ? NamedCharacter(name) : 0);
-    if (value != 0) {
-        AppendUtf8(value, out);
-    }
-    if (numbered || value != 0) {
-        return value != 0;
-    }
-    const auto row = std::find_if(std::begin(kEntities), std::end(kEntities),
-                                  [&](const Entity &entity) { return EqualNoCase(entity.name, name); });
-    out += row != std::end(kEntities) ? row->text : "";
-    return row != std::end(kEntities);
-}
-
-// Takes the entity at the front of the text and gives its size. 0: there is none. Many files leave out the semicolon of
-// the usual ones.
+// Takes the entity at the front of the text and gives its size. 0: there is none. Many files leave out the semicolon.
 static size_t TakeEntity(std::string_view text, std::string &out) {
     const bool numbered = text.substr(1).starts_with('#');
     const size_t begin = numbered ? 2 : 1;
     const std::string_view name = TakeWhile(text.substr(begin), IsLetterOrDigit);
     const size_t end = begin + name.size();
     const bool closed = text.substr(end).starts_with(';');
-    if (!AppendEntity(name, numbered, closed, out)) {
+    const uint32_t value = numbered ? NumberedCharacter(name) : NamedCharacter(name, closed);
+    if (value == 0) {
         return 0;
     }
+    AppendUtf8(value, out);
     return end + (closed ? 1 : 0);
 }
 

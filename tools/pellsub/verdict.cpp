@@ -41,9 +41,6 @@ Problem NoPacketFile(const std::string &packets) {
 }
 
 Problem NoPictures(const FileFacts &facts) {
-    if (facts.formatTitle == nullptr) {
-        return NoStream();
-    }
     return {"no_pictures", fmt::format("it is {}, which is text; only VobSub (.idx) has pictures, and dump shows text",
                                        facts.formatTitle)};
 }
