@@ -300,9 +300,25 @@ TEST_F(PellsubConvert, KeepsTheStylesOfAssThatStaysAss) {
                   "Dialogue: 0,0:00:02.50,0:00:03.50,Top,{\\p1}m 0 0\n" +
                   rest);
     EXPECT_EQ(result.status, 0) << result.err;
-    Write("old.ssa", "[Script Info]\n[V4 Styles]\n[Events]\nFormat: Marked, Start, End, Text\n"
-                     "Dialogue: Marked=0,0:00:01.00,0:00:02.00,one\n");
-    EXPECT_NE(Converted("old.ssa", "ass").find("[V4+ Styles]"), std::string::npos);
+}
+
+// Colours without what they let through, places as on a key pad, no mark; what an old style does not name is as usual.
+TEST_F(PellsubConvert, GivesSsaTheStylesOfAss) {
+    Write("old.ssa", "[Script Info]\r\nScriptType: v4.00\r\n[V4 Styles]\r\n"
+                     "Format: Name, PrimaryColour, BackColour, Bold, Alignment, AlphaLevel\r\n"
+                     "Style: *Top,255,&H102030,-1,6,9\r\nStyle: Half,-2147483640,\r\n"
+                     "[Events]\r\nFormat: Marked, Start, End, Style, Text\r\n"
+                     "Dialogue: Marked=1,0:00:01.00,0:00:02.00,*Top,Marked=1,{\\a5}one\r\n");
+    const std::string document = Converted("old.ssa", "ass");
+    EXPECT_EQ(document.find("[Script Info]\nScriptType: v4.00+\n[V4+ Styles]\nFormat: Name, Fontname, "), 0u);
+    EXPECT_NE(document.find("\nStyle: *Top,Arial,18,&H000000FF,&H0000FFFF,&H00102030,&H80102030,-1,0,0,0,100,100,0,0,"
+                            "1,2,3,8,20,20,20,1\n"
+                            "Style: Half,Arial,18,&H00000008,&H0000FFFF,&H00000000,&H80000000,0,0,0,0,100,100,0,0,"
+                            "1,2,3,2,20,20,20,1\n"
+                            "[Events]\nFormat: Layer, Start, End, Style, Text\n"
+                            "Dialogue: 0,0:00:01.00,0:00:02.00,*Top,Marked=1,{\\a5}one\n"),
+              std::string::npos)
+        << document;
 }
 
 TEST_F(PellsubConvert, SaysWhatTheNewFileLacks) {

@@ -14,8 +14,7 @@ static std::optional<int> NumberIn(std::string_view text) {
     return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// SSA counts 1 to 3 below, 5 to 7 on top and 9 to 11 in the middle.
-static int FromOldAlignment(int alignment) {
+int AssAlignmentOfSsa(int alignment) {
     static constexpr int kNew[] = {0, 1, 2, 3, 0, 7, 8, 9, 0, 4, 5, 6};
     return alignment >= 0 && alignment < 12 ? kNew[alignment] : 0;
 }
@@ -41,7 +40,7 @@ static AssStyle StyleIn(const std::vector<std::string_view> &names, std::string_
                           .italic = isSet("Italic"),
                           .underline = isSet("Underline"),
                           .strikeOut = isSet("StrikeOut")};
-    return {std::string(value("Name")), {style, old ? FromOldAlignment(alignment) : FromNewAlignment(alignment)}};
+    return {std::string(value("Name")), {style, old ? AssAlignmentOfSsa(alignment) : FromNewAlignment(alignment)}};
 }
 
 std::vector<AssStyle> AssStylesOf(std::string_view header) {
@@ -136,7 +135,7 @@ static int AlignmentOf(std::string_view override) {
     if (override.starts_with("an")) {
         return FromNewAlignment(NumberIn(override.substr(2)).value_or(0));
     }
-    return override.starts_with('a') ? FromOldAlignment(NumberIn(override.substr(1)).value_or(0)) : 0;
+    return override.starts_with('a') ? AssAlignmentOfSsa(NumberIn(override.substr(1)).value_or(0)) : 0;
 }
 
 void ApplyOverrides(std::string_view block, const std::vector<AssStyle> &styles, const AssLook &base, AssLook &look) {

@@ -21,6 +21,9 @@ struct AssStyle {
 
 std::vector<AssStyle> AssStylesOf(std::string_view header);
 
+// SSA counts 1 to 3 below, 5 to 7 on top and 9 to 11 in the middle. The place on a key pad, or 0.
+int AssAlignmentOfSsa(int alignment);
+
 // Applies the inside of a block, as in "\an8\i1". The base is what the text has without any. The first alignment
 // counts.
 void ApplyOverrides(std::string_view block, const std::vector<AssStyle> &styles, const AssLook &base, AssLook &look);

@@ -6,6 +6,7 @@
 #include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/source_text.h"
+#include "tools/pellsub/ssa_header.h"
 #include "tools/pellsub/terminal_text.h"
 #include "tools/pellsub/time_text.h"
 #include "tools/pellsub/words.h"
@@ -69,10 +70,15 @@ static void MakeReadable(StyledText &text) {
     }
 }
 
-// SSA, which has styles of an older kind, is another format.
-static bool StaysAss(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream) {
-    return run.format == "ass" && IsFormat(facts, "ass") &&
-           FindNoCase(stream.header, "[V4+ Styles]") != std::string::npos;
+// Of ASS that stays ASS. Empty: of another format, or without styles.
+static std::string HeaderToKeep(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream) {
+    if (run.format != "ass" || !IsFormat(facts, "ass")) {
+        return "";
+    }
+    if (FindNoCase(stream.header, "[V4+ Styles]") != std::string::npos) {
+        return stream.header;
+    }
+    return IsSsaHeader(stream.header) ? AssHeaderOfSsa(stream.header) : "";
 }
 
 static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int number) {
@@ -80,8 +86,10 @@ static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int nu
         CollectedStream &added = run.streams.emplace_back();
         added.number = number;
         for (const StreamFacts &stream : facts.streams) {
-            added.rules = stream.number == number ? MarkupRulesOf(facts, stream) : added.rules;
-            added.header = stream.number == number && StaysAss(run, facts, stream) ? stream.header : added.header;
+            if (stream.number == number) {
+                added.rules = MarkupRulesOf(facts, stream);
+                added.header = HeaderToKeep(run, facts, stream);
+            }
         }
     }
     return run.streams.back();
@@ -98,7 +106,7 @@ static void AddEvents(CollectedStream &stream, const Cue &cue, CollectedCue adde
         added.event = nullptr;
         added.text = {};
         if (timed) {
-            timed->before = Readable(timed->before);
+            timed->before = AssBeforeOfSsa(Readable(timed->before));
             timed->behind = Readable(timed->behind);
             added.event = std::make_shared<AssTimed>(*timed);
         } else {
