@@ -362,6 +362,7 @@ TEST_F(Pellsub, NamesTheStreamsThereAre) {
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "pellsub: a.smi: it has no stream \"fr\", only 0 de, 1 en\n");
+    EXPECT_EQ(RunHere({"info", "--stream", "fr", "a.smi"}).out, RunHere({"info", "a.smi"}).out);
 }
 
 TEST_F(Pellsub, RefusesWrongUsage) {

@@ -232,10 +232,14 @@ static void ReportOpenFile(const RunOptions &options, const std::string &url, Pl
         KeepBytes(options, url, file, facts);
     }
     BeginFile(options, facts, out);
-    if (facts.error) {
+    // A report without cues tells what there is instead of the stream that was asked for.
+    if (facts.error && (!indexed || options.writer->cue != nullptr)) {
         return;
     }
     const Findings findings = ReadStreams(options, file, facts, out);
+    if (facts.error) {
+        return;
+    }
     if (facts.signal != 0) {
         facts.error = Interrupted(findings);
     } else {
