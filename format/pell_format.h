@@ -22,6 +22,10 @@
 #ifndef PELL_FORMAT_H
 #define PELL_FORMAT_H
 
+#if !defined(__cplusplus) && (!defined(__STDC_VERSION__) || __STDC_VERSION__ < 201112L)
+#error "pell_format.h takes C11 or C++"
+#endif
+
 #include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -163,7 +167,7 @@ typedef struct CharsetOps {
 
 typedef struct Protocol Protocol;
 
-/* 0 when the URL is accepted, -1 when not. */
+/* 0 when the URL is accepted, -1 when not. By its name alone; the protocol is that of PellProtocolOf. */
 typedef int32_t (*FmtFindFn)(const char *pszUrl, Protocol *pstProtocol);
 /* 0 and *phFmt set; the handle is the caller's until fmt_close. Hosts pass PellProtocolOf(&g_formatEntry) or a protocol
    of their own, which is kept by pointer and outlives the handle. */
@@ -182,7 +186,7 @@ typedef int32_t (*FmtInvokeFn)(void *hFmt, int32_t s32Command, void *pvArg);
 /* 0: the next read delivers the first cue that ends at the time (ms) or after it; lyrics: the last one that begins at
    the time or before it; VobSub: the one before the first, but for the last, that begins at the time or later. -1:
    there is none; nothing moves (text SUB: 0, and the next read gives -2). Time 0 is the first cue (lyrics: as any other
-   time). Selects the stream where there are several. */
+   time). Selects the stream where there are several. MicroDVD: behind the first read, which brings the rate. */
 typedef int32_t (*FmtSeekPtsFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pts);
 /* Not supported by any demuxer: -1. */
 typedef int64_t (*FmtSeekPosFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pos);
