@@ -48,7 +48,7 @@ add_executable(names names.c)
 target_link_libraries(names PRIVATE pell::charset)
 END
 {
-    "$cmake" -S "$work/project" -B "$work/made" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_FIND_ROOT_PATH="$tree" \
+    "$cmake" -G Ninja -S "$work/project" -B "$work/made" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_FIND_ROOT_PATH="$tree" \
         -DCMAKE_LIBRARY_PATH="$lib" -Dpell_DIR="$lib/cmake/pell" ${toolchain:+-DCMAKE_TOOLCHAIN_FILE="$toolchain"} &&
         "$cmake" --build "$work/made"
 } >"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
