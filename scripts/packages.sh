@@ -1,4 +1,4 @@
-# Sourced by the other scripts: installs what is missing from Debian's packages, and says what.
+# Sourced by the other scripts: installs what is missing from Debian's packages and says what, knows where our code is, and builds.
 
 packages_build="g++ cmake ninja-build pkg-config libuchardet-dev libcli11-dev nlohmann-json3-dev libfmt-dev libgtest-dev"
 packages_check="clang-format binutils locales valgrind python3-jsonschema mandoc"
@@ -19,6 +19,9 @@ as_root() {
         sudo "$@"
     fi
 }
+
+# Where our code is, but for benchmarks and examples.
+checked_directories="charset format fuzz platform protocol subtitle tests tools"
 
 is_installed() {
     dpkg-query -W -f='${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed
