@@ -1,4 +1,4 @@
-# Sourced by the other scripts: installs what is missing from Debian's packages and says what, knows where our code is, and builds.
+# Sourced by the other scripts: what they install from Debian's packages, where our code is, and how a preset is built.
 
 packages_build="g++ cmake ninja-build pkg-config libuchardet-dev libcli11-dev nlohmann-json3-dev libfmt-dev libgtest-dev"
 packages_check="clang-format binutils locales valgrind python3-jsonschema mandoc"
@@ -44,7 +44,7 @@ install_packages() {
     installed=yes
 }
 
-# build_preset PRESET [TARGET...]: configures once, and again when packages came; later runs only build what has changed.
+# build_preset PRESET [TARGET...]: configures once, and again when packages came; builds what has changed.
 build_preset() {
     preset=$1
     shift
