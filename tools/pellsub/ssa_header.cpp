@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <fmt/format.h>
-#include <iterator>
-#include <optional>
+#include <vector>
 
 static constexpr std::string_view kOldStyles = "[V4 Styles]";
 static constexpr std::string_view kFormat = "Format:";
@@ -54,7 +54,7 @@ static std::string HalfColour(std::string_view value) {
 // what is behind a shadow shine through it.
 static constexpr struct {
     const char *name;
-    const char *from;  // field of the old style
+    const char *from;  // field of the old style; null: it has none
     const char *usual; // where the old style has none
     std::string (*convert)(std::string_view value);
 } kFields[] = {
@@ -67,12 +67,12 @@ static constexpr struct {
     {"BackColour", "BackColour", "0", HalfColour},
     {"Bold", "Bold", "0", SameText},
     {"Italic", "Italic", "0", SameText},
-    {"Underline", "", "0", SameText},
-    {"StrikeOut", "", "0", SameText},
-    {"ScaleX", "", "100", SameText},
-    {"ScaleY", "", "100", SameText},
-    {"Spacing", "", "0", SameText},
-    {"Angle", "", "0", SameText},
+    {"Underline", nullptr, "0", SameText},
+    {"StrikeOut", nullptr, "0", SameText},
+    {"ScaleX", nullptr, "100", SameText},
+    {"ScaleY", nullptr, "100", SameText},
+    {"Spacing", nullptr, "0", SameText},
+    {"Angle", nullptr, "0", SameText},
     {"BorderStyle", "BorderStyle", "1", SameText},
     {"Outline", "Outline", "2", SameText},
     {"Shadow", "Shadow", "3", SameText},
@@ -95,7 +95,8 @@ static std::string NewStyle(const std::vector<std::string_view> &names, std::str
     const std::vector<std::string_view> values = AssListOf(line.substr(kStyle.size()));
     std::string style(kStyle);
     for (const auto &field : kFields) {
-        const auto name = std::find_if(names.begin(), names.end(), [&](auto n) { return EqualNoCase(n, field.from); });
+        const auto name = std::find_if(names.begin(), names.end(),
+                                       [&](auto n) { return field.from != nullptr && EqualNoCase(n, field.from); });
         const size_t at = static_cast<size_t>(name - names.begin());
         const bool told = at < names.size() && at < values.size() && !values[at].empty();
         style += fmt::format("{}{}", &field == kFields ? " " : ",", field.convert(told ? values[at] : field.usual));
