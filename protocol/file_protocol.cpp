@@ -252,13 +252,12 @@ static int32_t SvrFileReadWhenEof(SvrFileHandle *pstFile, uint8_t *pu8Buf) {
 
 // Drains the cache, reads the rest straight into the buffer, and fills the cache again behind it.
 static int32_t SvrFileReadFromFile(SvrFileHandle *pstFile, uint8_t *pu8Buf, int32_t s32Size) {
-    const int32_t s32Avail = SvrFileAvail(pstFile);
-    memcpy(pu8Buf, pstFile->pu8Cur, static_cast<size_t>(s32Avail));
-    pstFile->s64CurPos += s32Avail;
+    // First of all: a read that fails leaves position and cache as they are.
     int64_t s64Pos = 0;
     if (SvrFileReadGetCurPos(pstFile, &s64Pos) != 0) {
         return -1;
     }
+    const int32_t s32Avail = SvrFileReadFromCache(pstFile, pu8Buf, SvrFileAvail(pstFile));
     const int32_t s32Want = s32Size - s32Avail;
     const int32_t s32Got =
         SvrFileReadFd(pstFile->s32Fd, pu8Buf + s32Avail, SvrFileWithinRange(pstFile, s64Pos, s32Want));

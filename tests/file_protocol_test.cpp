@@ -336,10 +336,14 @@ TEST_F(FileProtocolTest, TheDescriptorIsLeftAloneInsideTheCache) {
     EXPECT_EQ(SvrUrlSeek(hUrl, -1, 1), 0);
     EXPECT_EQ(lseek(s32Fd, 0, SEEK_CUR), 100 + MIB);
     // Both share one position: outside the range the protocol reads nothing.
-    EXPECT_EQ(SvrUrlSeek(hUrl, MIB, 1), MIB);
+    EXPECT_EQ(SvrUrlSeek(hUrl, MIB - 1, 1), MIB - 1);
     lseek(s32Fd, 99, SEEK_SET);
-    EXPECT_EQ(SvrUrlRead(hUrl, &u8, 1), -1);
+    uint8_t au8Two[2];
+    EXPECT_EQ(SvrUrlRead(hUrl, au8Two, 2), -1);
     EXPECT_TRUE(HostLogged("invalid current position: offset=99", "SvrFileReadGetCurPos"));
+    // What is cached stays where it was.
+    EXPECT_EQ(SvrUrlSeek(hUrl, 0, 1), MIB - 1);
+    EXPECT_EQ(SvrUrlRead(hUrl, au8Two, 1), 1);
     SvrUrlClose(hUrl);
     close(s32Fd);
 }
