@@ -289,13 +289,13 @@ TEST_F(PellsubConvert, KeepsTheStylesOfAssThatStaysAss) {
     const std::string rest = "Comment: 0,0:00:02.00,0:00:03.00,Top,why\n[Fonts]\nfontname: a.ttf\n";
     Write("a.ass", head +
                        "\r\nDialogue: 1,0:00:02.00,0:00:03.00,Top,{\\k20\\pos(1,2)}b\tc\r\n"
-                       "Dialogue: 0, 0:00:01.50,0:00:02.00,Top,a\x01\n"
+                       "Dialogue: Marked=0, 0:00:01.50,0:00:02.00,Top,a\x01\n"
                        "Dialogue: 0,0:00:02.00,0:00:03.00,Top,{\\p1}m 0 0\n" +
                        rest);
     const Result result = RunHere({"convert", "a.ass", "--to", "ass", "-o", "b.ass", "--shift", "500"});
     EXPECT_EQ(ReadAll(fs::path(directory) / "b.ass"),
               head +
-                  "Dialogue: 0,0:00:02.00,0:00:02.50,Top,a\n"
+                  "Dialogue: Marked=0,0:00:02.00,0:00:02.50,Top,a\n"
                   "Dialogue: 1,0:00:02.50,0:00:03.50,Top,{\\k20\\pos(1,2)}b    c\n"
                   "Dialogue: 0,0:00:02.50,0:00:03.50,Top,{\\p1}m 0 0\n" +
                   rest);

@@ -70,15 +70,18 @@ static void MakeReadable(StyledText &text) {
     }
 }
 
-// Of ASS that stays ASS. Empty: of another format, or without styles.
-static std::string HeaderToKeep(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream) {
+// ASS without styles of either kind is written anew, as other formats are.
+static void KeepHeader(const ConvertRun &run, const FileFacts &facts, const StreamFacts &stream,
+                       CollectedStream &kept) {
     if (run.format != "ass" || !IsFormat(facts, "ass")) {
-        return "";
+        return;
     }
     if (FindNoCase(stream.header, "[V4+ Styles]") != std::string::npos) {
-        return stream.header;
+        kept.header = stream.header;
+    } else if (IsSsaHeader(stream.header)) {
+        kept.header = AssHeaderOfSsa(stream.header);
+        kept.ssa = true;
     }
-    return IsSsaHeader(stream.header) ? AssHeaderOfSsa(stream.header) : "";
 }
 
 static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int number) {
@@ -88,7 +91,7 @@ static CollectedStream &StreamOf(ConvertRun &run, const FileFacts &facts, int nu
         for (const StreamFacts &stream : facts.streams) {
             if (stream.number == number) {
                 added.rules = MarkupRulesOf(facts, stream);
-                added.header = HeaderToKeep(run, facts, stream);
+                KeepHeader(run, facts, stream, added);
             }
         }
     }
@@ -106,7 +109,8 @@ static void AddEvents(CollectedStream &stream, const Cue &cue, CollectedCue adde
         added.event = nullptr;
         added.text = {};
         if (timed) {
-            timed->before = AssBeforeOfSsa(Readable(timed->before));
+            timed->before = Readable(timed->before);
+            timed->before = stream.ssa ? AssBeforeOfSsa(timed->before) : timed->before;
             timed->behind = Readable(timed->behind);
             added.event = std::make_shared<AssTimed>(*timed);
         } else {

@@ -24,6 +24,7 @@ struct CollectedStream {
     int number = 0;
     MarkupRules rules;
     std::string header; // of ASS that stays ASS
+    bool ssa = false;   // it was one of SSA
     std::vector<CollectedCue> cues;
 };
 
