@@ -4,6 +4,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pu8Data, size_t uSize) {
     FuzzInput stInput = {pu8Data, pu8Data + uSize};
     const LifeScript stScript = LifeTakeScript(&stInput);
-    LifeRun(FUZZ_EXTENSION, &stScript, stInput);
+    g_u64FuzzTold += LifeRun(FUZZ_EXTENSION, &stScript, stInput);
     return 0;
 }

@@ -39,4 +39,7 @@ inline uint32_t FuzzTake32(FuzzInput *pstInput) {
         }                                                                                                              \
     } while (0)
 
+// The sum of what the host was told in the runs of this process, where a target lives lives: the same on every machine.
+extern uint64_t g_u64FuzzTold;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pu8Data, size_t uSize);

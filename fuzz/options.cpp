@@ -1,3 +1,8 @@
+// What every target has, whichever program runs it.
+#include "fuzz/input.h"
+
+uint64_t g_u64FuzzTold;
+
 // A request for more memory than there is fails, as it does in a player. What a run frees stays out of use to its end;
 // more would cost new pages for every run.
 extern "C" __attribute__((visibility("default"))) const char *__asan_default_options() {

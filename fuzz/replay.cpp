@@ -1,6 +1,8 @@
-// Runs a target over files and over the files of directories, for compilers without a fuzzer.
+// Runs a target over files and over the files of directories, for compilers without a fuzzer, and prints the sum of
+// what was told.
 #include "fuzz/input.h"
 
+#include <cinttypes>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -29,6 +31,6 @@ int main(int argc, char **argv) {
             s32Files++;
         }
     }
-    printf("%d inputs\n", s32Files);
+    printf("%d inputs, told %016" PRIx64 "\n", s32Files, g_u64FuzzTold);
     return s32Files > 0 ? 0 : 1;
 }
