@@ -113,19 +113,23 @@ TEST_F(SrtTest, DoubledCarriageReturnsAreRepaired) {
 }
 
 TEST_F(SrtTest, TextIsFollowedByZeroes) {
-    // A long cue first: nothing of it may show behind the short one.
+    // A long cue first: nothing of it may show behind the short one, whatever the converter said of its length.
     const std::string strBytes = Line(1, 2) + std::string(900, 'x') + "\n\n" + Line(3, 4) + "<b>y</b>\n\n";
-    void *hFmt = PlayerOpenBytes("a.srt", strBytes, ConverterDouble());
-    ASSERT_NE(hFmt, nullptr);
-    FmtFrame stFrame = {};
-    ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
-    ASSERT_EQ(stFrame.u32DataLen, 902u);
-    ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
-    ASSERT_EQ(std::string(reinterpret_cast<char *>(stFrame.pu8Data), stFrame.u32DataLen), "y\n\n");
-    for (uint32_t i = stFrame.u32DataLen; i < SVR_SUB_STR_OUT_MAX_LEN; i++) {
-        ASSERT_EQ(stFrame.pu8Data[i], 0) << i;
+    for (const int32_t s32Stated : {-1, 10}) {
+        void *hFmt = PlayerOpenBytes("a.srt", strBytes, ConverterDouble());
+        ASSERT_NE(hFmt, nullptr);
+        FmtFrame stFrame = {};
+        g_converter.s32OutLen = s32Stated;
+        ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
+        ASSERT_EQ(stFrame.u32DataLen, s32Stated < 0 ? 902u : 10u);
+        g_converter.s32OutLen = -1;
+        ASSERT_EQ(g_formatEntry.fmt_read(hFmt, &stFrame), 0);
+        ASSERT_EQ(std::string(reinterpret_cast<char *>(stFrame.pu8Data), stFrame.u32DataLen), "y\n\n");
+        for (uint32_t i = stFrame.u32DataLen; i < SVR_SUB_STR_OUT_MAX_LEN; i++) {
+            ASSERT_EQ(stFrame.pu8Data[i], 0) << i;
+        }
+        g_formatEntry.fmt_close(hFmt);
     }
-    g_formatEntry.fmt_close(hFmt);
 }
 
 TEST_F(SrtTest, TagsStayWhenTheHostsPropertySaysSo) {

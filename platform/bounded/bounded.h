@@ -1,6 +1,7 @@
 // The bounds-checked memory and string functions of C11 Annex K, for C libraries that lack them. A violated constraint
 // never reaches past the destination; what it leaves there and returns is Annex K's rule, given at each function. There
-// is no constraint handler: the result is the report.
+// is no constraint handler: the result is the report. Null pointers among a format's arguments, and %n, are not looked
+// for.
 #pragma once
 
 #include <cstdarg>

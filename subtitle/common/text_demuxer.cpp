@@ -148,6 +148,15 @@ bool SvrTextKeeps(const TextHead *pstHead) {
            pstHead->u32DstCodeType != SVR_TAB_CODETYPE;
 }
 
+// How many bytes to clear before the next conversion, when so many are known to have been written. A converter that
+// stores in wide steps goes on behind the length it states; what is left there would pass for text of a later cue.
+static uint32_t TextUsed(const uint8_t *pu8Text, int32_t s32Touched) {
+    constexpr int32_t LOOK = 4; // no letter of any code type is longer
+    const bool bRoom = s32Touched <= SVR_SUB_STR_OUT_MAX_LEN - LOOK;
+    const bool bMore = bRoom && memcmp(pu8Text + s32Touched, "\0\0\0", LOOK) != 0;
+    return static_cast<uint32_t>(bMore ? SVR_SUB_STR_OUT_MAX_LEN : s32Touched);
+}
+
 int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
                          const TextBuf *pstBuf, int32_t *ps32OutLen) {
     SVR_BOUNDED(__func__, memset_s(pstBuf->pu8Text, SVR_SUB_STR_OUT_MAX_LEN, 0, *pstBuf->pu32Used), "memset_s");
@@ -162,7 +171,7 @@ int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const ui
     const int32_t s32Result =
         SvrSubTranscodeTouched(pstHead->hCharset, pstHead->pstCharsetOps, &stLine, static_cast<int32_t>(u32CodeType),
                                static_cast<int32_t>(pstHead->u32DstCodeType), &s32Touched);
-    *pstBuf->pu32Used = static_cast<uint32_t>(s32Touched);
+    *pstBuf->pu32Used = TextUsed(pstBuf->pu8Text, s32Touched);
     *ps32OutLen = stLine.s32LineOutSize;
     return s32Result;
 }
