@@ -78,15 +78,17 @@ static int32_t SvrFileWithinRange(const SvrFileHandle *pstFile, int64_t s64Pos, 
     return s64Left >= s32Want ? s32Want : (s64Left > 0 ? static_cast<int32_t>(s64Left) : 0);
 }
 
-// Reads until the count or the end of the file is reached. An error counts as the end.
-static int32_t SvrFileReadFd(int32_t s32Fd, uint8_t *pu8Buf, int32_t s32Size) {
+// Reads until the count or the end of the file is reached. An error counts as the end; *pbFailed tells it from one.
+static int32_t SvrFileReadFd(int32_t s32Fd, uint8_t *pu8Buf, int32_t s32Size, bool *pbFailed) {
     int32_t s32Got = 0;
+    *pbFailed = false;
     while (s32Got < s32Size) {
         const ssize_t n = read(s32Fd, pu8Buf + s32Got, static_cast<size_t>(s32Size - s32Got));
         if (n < 0 && errno == EINTR) {
             continue;
         }
         if (n <= 0) {
+            *pbFailed = n < 0;
             break;
         }
         s32Got += static_cast<int32_t>(n);
@@ -96,13 +98,16 @@ static int32_t SvrFileReadFd(int32_t s32Fd, uint8_t *pu8Buf, int32_t s32Size) {
 
 // Fills the cache from the descriptor with at most s32Want bytes, the first of which is that of s64CurPos. In a file
 // that does not change, a fill from an earlier position would end at the same place when this one has seen the end; so
-// a seek back may stay in the cache. A cache that begins before its range allows none, as that could leave the range.
+// a seek back may stay in the cache. A cache that begins before its range allows none, as that could leave the range;
+// nor does one that an error cut short, as the seek is the chance to read on.
 static int32_t SvrFileFill(SvrFileHandle *pstFile, int32_t s32Want) {
-    const int32_t s32Got = SvrFileReadFd(pstFile->s32Fd, pstFile->au8Cache, s32Want);
+    bool bFailed = false;
+    const int32_t s32Got = SvrFileReadFd(pstFile->s32Fd, pstFile->au8Cache, s32Want, &bFailed);
     pstFile->pu8Cur = pstFile->au8Cache;
     pstFile->pu8End = pstFile->au8Cache + s32Got;
     pstFile->bEof = s32Got < SVR_FILE_CACHE_SIZE ? 1 : 0;
-    pstFile->bMayStepBack = pstFile->bEof != 0 && pstFile->bSeeksAgree != 0 && pstFile->s64CurPos >= 0 ? 1 : 0;
+    const bool bWhole = pstFile->bEof != 0 && !bFailed;
+    pstFile->bMayStepBack = bWhole && pstFile->bSeeksAgree != 0 && pstFile->s64CurPos >= 0 ? 1 : 0;
     return s32Got;
 }
 
@@ -259,8 +264,9 @@ static int32_t SvrFileReadFromFile(SvrFileHandle *pstFile, uint8_t *pu8Buf, int3
     }
     const int32_t s32Avail = SvrFileReadFromCache(pstFile, pu8Buf, SvrFileAvail(pstFile));
     const int32_t s32Want = s32Size - s32Avail;
-    const int32_t s32Got =
-        SvrFileReadFd(pstFile->s32Fd, pu8Buf + s32Avail, SvrFileWithinRange(pstFile, s64Pos, s32Want));
+    const int32_t s32There = SvrFileWithinRange(pstFile, s64Pos, s32Want);
+    bool bFailed = false;
+    const int32_t s32Got = SvrFileReadFd(pstFile->s32Fd, pu8Buf + s32Avail, s32There, &bFailed);
     pstFile->s64CurPos += s32Got;
     pstFile->pu8Cur = pstFile->pu8End = pstFile->au8Cache;
     if (s32Got < s32Want) {

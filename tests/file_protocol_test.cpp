@@ -348,6 +348,22 @@ TEST_F(FileProtocolTest, TheDescriptorIsLeftAloneInsideTheCache) {
     close(s32Fd);
 }
 
+TEST_F(FileProtocolTest, ASeekBackReadsAgainWhatFailed) {
+    void *hUrl = nullptr;
+    ASSERT_EQ(SvrUrlOpen(TempFile("a.srt", RandomBytes()).c_str(), 0, &hUrl), 0);
+    // The seek is the first call, and gets half of what it reads.
+    g_system = {.bWatched = HostSeesSystemCalls(), .s32Calls = 0, .s32FailAt = 3, .s32ShortAt = 2};
+    EXPECT_EQ(SvrUrlSeek(hUrl, MIB + 5, SEEK_SET), MIB + 5);
+    g_system = {};
+    std::string strRead(MIB, '\0');
+    EXPECT_EQ(SvrUrlRead(hUrl, reinterpret_cast<uint8_t *>(strRead.data()), MIB),
+              HostSeesSystemCalls() ? MIB / 2 : MIB);
+    EXPECT_EQ(SvrUrlSeek(hUrl, MIB + 5, SEEK_SET), MIB + 5);
+    EXPECT_EQ(SvrUrlRead(hUrl, reinterpret_cast<uint8_t *>(strRead.data()), MIB), MIB);
+    EXPECT_EQ(strRead, RandomBytes().substr(MIB + 5, MIB));
+    SvrUrlClose(hUrl);
+}
+
 TEST_F(FileProtocolTest, TheEndOnACacheBoundaryGivesZeroOnce) {
     uint8_t au8Buf[4096];
     for (const int32_t s32Size : {MIB - 1, MIB, MIB + 1}) {
