@@ -2,13 +2,15 @@
  * pell_format.h - the public header of libpell_format.so, a subtitle-format plug-in for a media player.
  *
  * A host loads the library, looks up the data symbol g_formatEntry and calls its slots in this order:
- * fmt_find, fmt_open, fmt_invoke (converter and code type), fmt_find_stream, fmt_get_info, then fmt_read and
- * fmt_free in pairs with fmt_seek_pts in between, and fmt_close.
+ * fmt_find, fmt_open, fmt_invoke (converter and destination code type), fmt_find_stream, fmt_get_info, then fmt_read
+ * and fmt_free in pairs with fmt_seek_pts in between, and fmt_close.
  *
  * Conventions
  *   results    0 is success, -1 failure, unless a slot says otherwise
  *   times      milliseconds of presentation time, signed 64 bit; durations unsigned 32 bit
  *   positions  byte offsets into the file, signed 64 bit
+ *   urls       a path, or path::offset=N::length=N[::fd=N].ext for a range of it or of an open descriptor; VobSub adds
+ *              ::subfd=N for its packets. What stands behind the last dot of the whole URL tells the format
  *   threads    one call at a time on a handle; INVOKE_STOP alone may come from another thread. Find and open
  *              share state between handles and are called one at a time, and while no other handle is indexed
  *   functions  of the host (protocol, converter, library) neither throw nor jump through the plug-in
@@ -102,12 +104,13 @@ typedef struct FileInfo {
     uint8_t au8HostOwned2[12];    /* host-owned */
 } FileInfo;
 
-/* One delivered cue. The record is the host's; fmt_read fills it and fmt_free clears all of it. */
+/* One delivered cue. The record is the host's and zero before the first read: VobSub takes a length that is there for
+   the unit's, and fmt_free releases what pu8Data says. fmt_read fills it, fmt_free of the same handle clears all of it. */
 typedef struct FmtFrame {
     uint32_t u32StreamType;    /* always SUB_STREAM_KIND_SUBTITLE */
     int32_t s32StreamIndex;    /* the stream the cue belongs to */
     uint32_t u32Reserved;      /* always 0 */
-    uint32_t u32DataLen;       /* bytes at pu8Data */
+    uint32_t u32DataLen;       /* bytes at pu8Data; a zero byte stands behind text, and lyrics and text SUB count it */
     uint8_t *pu8Data;          /* text: the demuxer's, valid until the next read, re-index or close.
                                   VobSub: a block of the frame's own that fmt_free releases before the close */
     uint32_t au32HostOwned[3]; /* host-owned */
@@ -124,11 +127,13 @@ typedef struct FmtFrame {
 /* Commands of fmt_invoke. Every other code, 1 and 2 included, does nothing and gives 0. */
 enum InvokeCommand {
     INVOKE_STOP = 0,             /* argument ignored. The index build under way ends at its next line and fails, and
-                                    so does every later one; SMI keeps what it has and succeeds. Not looked at while
-                                    the code type is identified. The one call that may come from another thread */
+                                    so does every later one; SMI keeps what it has and succeeds, but its reads fail.
+                                    Not looked at while the code type is identified. The one call that may come from
+                                    another thread */
     INVOKE_SET_SRC_CODETYPE = 3, /* int32_t *, in and out: the file's code type. A new value re-indexes the file;
                                     0 identifies the type first and writes it back (ASS: not).
-                                    After find-stream; a later one identifies anew */
+                                    After find-stream: a later one identifies anew, and of lyrics it fails. 0 also
+                                    when the new index could not be built: fmt_read tells */
     INVOKE_SET_DST_CODETYPE = 4, /* int32_t *: code type that cues are delivered in, one that contains
                                     ASCII; 2 also expands tabs */
     INVOKE_SET_CHARSET_OPS = 5   /* CharsetOps *, every slot filled: handed in before find-stream, which makes the
@@ -161,7 +166,8 @@ typedef struct CharsetOps {
     /* Never called, but must not be null. */
     void (*reserved)(void);
     void (*destroy)(void *hCharset);
-    /* The stream type of a code type (enum CharsetStreamType). 0 is success. */
+    /* The stream type of a code type (enum CharsetStreamType), of 0 (not known), too. 0 is success; else no line is
+       read. */
     int32_t (*getStreamType)(int32_t s32CodeType, int32_t *ps32StreamType);
 } CharsetOps;
 
@@ -177,16 +183,21 @@ typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);
 /* *ppstInfo is the handle's own record, valid until fmt_close; what it points to moves when the file is indexed anew.
  */
 typedef int32_t (*FmtGetInfoFn)(void *hFmt, FileInfo **ppstInfo);
-/* 0: frame filled. -1: this cue failed, and most demuxers skip it. -2: no cue left (VobSub: -1). */
+/* 0: frame filled. -1: this cue failed, and the next call goes on behind it; but it comes again and again where text SUB
+   cannot seek, VobSub has no memory for the frame, or the index is gone: bound the failures in a row. -2: no cue left
+   (VobSub: -1). */
 typedef int32_t (*FmtReadFn)(void *hFmt, FmtFrame *pstFrame);
 /* Releases what the frame owns and clears the whole record. */
 typedef int32_t (*FmtFreeFn)(void *hFmt, FmtFrame *pstFrame);
 /* enum InvokeCommand says what each command takes; unknown commands give 0. */
 typedef int32_t (*FmtInvokeFn)(void *hFmt, int32_t s32Command, void *pvArg);
-/* 0: the next read delivers the first cue that ends at the time (ms) or after it; lyrics: the last one that begins at
-   the time or before it; VobSub: the one before the first, but for the last, that begins at the time or later. -1:
-   there is none; nothing moves (text SUB: 0, and the next read gives -2). Time 0 is the first cue (lyrics: as any other
-   time). Selects the stream where there are several. MicroDVD: behind the first read, which brings the rate. */
+/* 0: the next read delivers the first cue that ends at the time (ms) or after it; time 0: the first cue. -1: there is
+   none, and the next read is what it was. Selects the stream where there are several, SMI also with -1.
+   Lyrics: the last cue that begins at the time or before it, else the first; 0 is a time like any other; never -1.
+   VobSub: the last unit is not looked at; of the others the one before the first that begins at the time or later. -1:
+   none does, or the protocol's seek failed, which may have moved it.
+   Text SUB: 0 where there is none, too, and the next read gives -2. MicroDVD: behind the first read, which brings the
+   rate, and by whole seconds. */
 typedef int32_t (*FmtSeekPtsFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pts);
 /* Not supported by any demuxer: -1. */
 typedef int64_t (*FmtSeekPosFn)(void *hFmt, int32_t s32StreamIndex, int64_t s64Pos);
@@ -206,7 +217,8 @@ typedef int32_t (*UrlCloseFn)(void *hUrl);
 /* Not called by any demuxer. */
 typedef int32_t (*UrlReadSeekFn)(void *hUrl, int32_t s32StreamIndex, int64_t s64Pts);
 
-/* How a demuxer reaches bytes: fields url_find to url_read_seek of a FormatEntry, seen through the first. */
+/* How a demuxer reaches bytes: fields url_find to url_read_seek of a FormatEntry, seen through the first. All six are
+   filled; url_find and url_read_seek are not called by demuxers. */
 struct Protocol {
     UrlFindFn url_find;
     UrlOpenFn url_open;
@@ -286,12 +298,14 @@ PELL_API int64_t SvrUrlSeek(void *hUrl, int64_t s64Offset, int32_t s32Whence);
 PELL_API int32_t SvrUrlClose(void *hUrl);
 PELL_API int32_t SvrUrlReadSeek(void *hUrl, int32_t s32StreamIndex, int64_t s64Pts);
 
-/* Bytes of byte-order marks at the start of the file; 0 without a converter; -1 on error. Moves the position. */
+/* Bytes of byte-order marks at the start of the file; 0 without a converter; -1 on error. The position is left behind
+   what was looked at: seek to the result. */
 PELL_API int32_t SvrSubSkipHeader(void *hUrl, Protocol *pstProtocol, void *hCharset, const CharsetOps *pstCharsetOps,
                                   int32_t s32CodeType);
 
 /* Reads one line into pu8Line (SVR_SUB_STR_IN_MAX_LEN bytes; not terminated). Bytes stored, line end included; 0 for
-   an empty line; -1 when no data is left or on error. A longer line is cut and its rest dropped. */
+   an empty line; -1 when no data is left or on error. A longer line is cut and its rest dropped. Of single bytes a line
+   end is stored as one line feed (CR CR LF: as two); UTF-16 keeps its line ends. */
 PELL_API int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProtocol, const CharsetOps *pstCharsetOps,
                                 int32_t s32CodeType);
 
@@ -299,14 +313,16 @@ PELL_API int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProto
 PELL_API int32_t SvrSubIdentifyCodeType(void *hUrl, Protocol *pstProtocol, void *hCharset,
                                         const CharsetOps *pstCharsetOps, int32_t s32Hint);
 
-/* Converts one line or cue; without a converter it is copied. Bytes produced, also left in s32LineOutSize, or -1.
-   Without a converter a buffer smaller than the text is filled with zeros; the result is the text's length all the
-   same. */
+/* Converts one line or cue of at least a byte, and expands tabs when the destination is 2. Without a converter, and when
+   it fails, the text is copied as it is; a copy that does not fit leaves zeros, and the result is the text's length all
+   the same. Bytes produced, also left in s32LineOutSize; -1: a bad record, or with a converter SVR_SUB_STR_OUT_MAX_LEN
+   bytes or more. */
 PELL_API int32_t SvrSubTranscodeLine(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
                                      int32_t s32SrcCodeType, int32_t s32DstCodeType);
 
 /* The language tag of a file name such as "/movie.en.srt": written to pszOut (zero-filled by the caller, u32OutSize
-   bytes, at most 31 used) without a terminator. 0 when a tag was written, else -1 and pszOut untouched. */
+   bytes, at most 31 used) without a terminator. pszExt is the extension that ends the name, without its dot, in either
+   case. 0 when a tag was written, else -1 and pszOut untouched. */
 PELL_API int32_t SvrSubGetLang(const char *pszName, char *pszOut, uint32_t u32OutSize, const char *pszExt);
 
 /* The tags that are recognised in SAMI text. */
@@ -314,13 +330,14 @@ extern PELL_API const char SMI_INFOMATCH[9][15];
 
 struct SrtDemuxerHdl;
 
-/* Describes the one stream of an SRT handle; the result is that of SvrSubGetLang. */
+/* Describes the one stream of a handle of g_srtDemuxer.fmt_open (those of g_formatEntry are others); the result is that
+   of SvrSubGetLang. */
 PELL_API int32_t SrtDemuxerInitFileInfo(struct SrtDemuxerHdl *pstHdl, const char *pszUrl);
 
 struct LrcDemuxerHdl;
 
-/* Finds the offset that the lines before the first timed one give the file, and goes back to the first line. 0 or -1.
- */
+/* Finds the offset that the lines before the first timed one give the file, and goes back to the first line. The handle
+   is one of g_lrcDemuxer.fmt_open. 0 or -1. */
 PELL_API int32_t LrcParseHead(struct LrcDemuxerHdl *pstHdl);
 
 /* Reads one line of a VobSub index into pu8Line, zero-filled to its s32Size bytes: without comments ('#' to the end of

@@ -13,7 +13,7 @@ struct SvrFileHandle {
     uint8_t *pu8Cur;       // next byte to hand out
     uint8_t *pu8End;       // end of the valid bytes
     int64_t s64CurPos;     // logical position of pu8Cur; counted from the start of the range when there is one
-    int32_t bEof;          // the last fill got less than it asked for
+    int32_t bEof;          // the cache is not full, or a read came short: nothing is read before a seek refills it
     int64_t s64FileLength; // length of the range; 0 or less: no range
     int64_t s64FileOffset; // start of the range
     int32_t bSeeksAgree;   // a seek to s64CurPos would lead to where pu8Cur stands; 0 where an offset has no range
