@@ -127,7 +127,7 @@ static int32_t AssMemberMallocz(AssDemuxerHdl *pstHdl) {
 // Builds the members of a handle whose URL is open. 0 or -1.
 static int32_t AssOpenInitHdl(AssDemuxerHdl *pstHdl, const char *pszUrl) {
     SVR_RETURN_UNLESS(AssMemberMallocz(pstHdl) == 0, "AssDemuxerOpen", "Member Mallocz failed!");
-    if (SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
+    if (SvrTextAddStreams(&pstHdl->stHead.stFileInfo, 1) != 0) {
         return -1;
     }
     return AssDemuxerOpenInitFileInfo(pstHdl, pszUrl);

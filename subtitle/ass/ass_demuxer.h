@@ -28,7 +28,7 @@ struct AssDemuxerHdl {
 static_assert(offsetof(AssDemuxerHdl, stHead) == 0, "the shared helpers take the handle for its head");
 
 // Builds header and index from scratch in the handle's code type. 0 when the file was parsed to its end and has an
-// event line, else -1.
+// event line, else -1; the events gathered until then stay, unsorted, unless memory ran out.
 int32_t AssParse(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // The frame buffer, for the shared conversion helpers.

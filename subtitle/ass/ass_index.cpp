@@ -260,8 +260,7 @@ int32_t AssParse(AssDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     pstHdl->u32IndexNum = 0;
     pstHdl->bEndsAscend = 0;
     pstHdl->u32HeaderLen = 0;
-    const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
-                                              static_cast<int32_t>(pstHdl->u32CodeType));
+    const int32_t s32Marks = SvrTextSkipMarks(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType);
     SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip header failed!");
     pstHdl->s64StartPos = s32Marks;
     SVR_RETURN_UNLESS(AssHeaderParse(pstHdl, hUrl, pstProtocol) == 0, __func__, "null");

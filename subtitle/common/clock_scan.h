@@ -26,7 +26,8 @@ const uint8_t *SvrScanClockAny(const uint8_t *pu8Text, const uint8_t *pu8End, co
                                int64_t *ps64Time);
 
 // Whether eight bytes are "h:mm:ss" and any other, compared at once: the difference to the form is at most 9 for a
-// digit and 0 for a colon, and with what is added to it stays below 0x80.
+// digit and 0 for a colon, and with what is added to it stays below 0x80. A byte whose sum carries into the next is
+// 0x80 or more by itself.
 inline bool SvrIsClock(const uint8_t *pu8Text) {
     constexpr uint8_t FORM[] = {'0', ':', '0', '0', ':', '0', '0', 0};
     constexpr uint8_t COUNTS[] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
@@ -43,7 +44,7 @@ inline int32_t SvrClockPair(const uint8_t *pu8Digits) {
 // in each field but perhaps the first.
 inline const uint8_t *SvrScanClock(const uint8_t *pu8Text, const uint8_t *pu8End, const ClockForm *pstForm,
                                    int64_t *ps64Time) {
-    constexpr ptrdiff_t LOOK = 12;
+    constexpr ptrdiff_t LOOK = 12; // a digit of tens, the eight, three of the fraction
     pu8Text = SvrSkipSpace(pu8Text, pu8End);
     if (pu8End - pu8Text < LOOK) {
         return SvrScanClockAny(pu8Text, pu8End, pstForm, ps64Time);

@@ -1,5 +1,5 @@
-// The cue index that SRT, ASS, SMI and text SUB share: one node a cue, grown by a fixed step, sorted by start time,
-// searched by time.
+// The cue index that SRT, ASS, SMI and text SUB share: one node a cue, grown by a fixed step, sorted by start time
+// (text SUB: in the order of the file), searched by time.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@
 constexpr uint32_t SVR_INDEX_STEP = 4096;
 
 struct IndexNode {
-    int64_t s64StartPts;  // start, ms
+    int64_t s64StartPts;  // start, ms (MicroDVD: frames)
     int64_t s64Offset;    // position of the cue in the file
-    int32_t s32Size;      // bytes of the cue in the file; not trusted: it can come out zero or negative
-    uint32_t u32Duration; // ms; SUB_DURATION_UNKNOWN when the end is not known
+    int32_t s32Size;      // bytes of the cue in the file (SMI: 0); not trusted: it can come out zero or negative
+    uint32_t u32Duration; // in the same unit; SUB_DURATION_UNKNOWN (text SUB: 0) when the end is not known
 };
 
 // Makes room for u32Step more nodes of u32NodeSize bytes. 0, or -1 with the index gone: null, capacity and count 0.

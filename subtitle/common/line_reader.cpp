@@ -261,8 +261,3 @@ int32_t SvrSubSkipHeader(void *hUrl, Protocol *pstProtocol, void *hCharset, cons
         return 0;
     }
 }
-
-int64_t SvrSubTell(void *hUrl, const Protocol *pstProtocol) {
-    const SvrFileHandle *pstFile = SvrFileWindowOf(pstProtocol, hUrl);
-    return pstFile != nullptr ? SvrFileWindowPos(pstFile) : pstProtocol->url_seek(hUrl, 0, 1);
-}

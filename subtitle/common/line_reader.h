@@ -8,9 +8,6 @@ inline bool SvrSubSeekFailed(int64_t s64Result) {
     return static_cast<uint32_t>(s64Result) == UINT32_MAX;
 }
 
-// The current position: what url_seek(0, current) answers.
-int64_t SvrSubTell(void *hUrl, const Protocol *pstProtocol);
-
 // What the converter says of a code type; single bytes without one. 0, or -1 when lines of that type are not read.
 int32_t SvrSubStreamType(const CharsetOps *pstCharsetOps, int32_t s32CodeType, int32_t *ps32StreamType);
 

@@ -65,17 +65,29 @@ void *SvrTextOpen(const char *pszFunc, const char *pszChkFunc, const TextTraits 
     return pstHead;
 }
 
-int32_t SvrTextAddStreams(TextHead *pstHead, uint32_t u32Num) {
-    FileInfo *pstInfo = &pstHead->stFileInfo;
+int32_t SvrTextAddStreams(FileInfo *pstInfo, uint32_t u32Num) {
     if (PlayerRealloc1MoreProgram(pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr) {
         return -1;
     }
     ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
-    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, u32Num) != 0 ||
-        pstProgram->pastSubStream == nullptr) {
-        return -1;
-    }
-    return 0;
+    const bool bAdded = PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, u32Num) == 0;
+    return bAdded && (u32Num == 0 || pstProgram->pastSubStream != nullptr) ? 0 : -1;
+}
+
+void SvrTextNameStream(const char *pszFunc, SubStreamInfo *pstStream, uint32_t u32Number, uint32_t u32Format,
+                       const char *pszUrl) {
+    pstStream->s32StreamIndex = SUB_STREAM_INDEX_BASE + static_cast<int32_t>(u32Number);
+    pstStream->u32Flag = 1;
+    pstStream->u32Format = u32Format;
+    SVR_BOUNDED(pszFunc, memset_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), 0, sizeof(pstStream->aszUrl)),
+                "memset_s");
+    SVR_BOUNDED(pszFunc, strncpy_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), pszUrl, sizeof(pstStream->aszUrl) - 1),
+                "strncpy_s");
+}
+
+int32_t SvrTextSkipMarks(const TextHead *pstHead, void *hUrl, Protocol *pstProtocol, uint32_t u32CodeType) {
+    return SvrSubSkipHeader(hUrl, pstProtocol, pstHead->hCharset, pstHead->pstCharsetOps,
+                            static_cast<int32_t>(u32CodeType));
 }
 
 int32_t SvrTextReadNode(const TextHead *pstHead, const IndexNode *pstNode, uint8_t *pu8Buf) {
@@ -89,13 +101,7 @@ SubStreamInfo *SvrTextDescribeStream(const char *pszFunc, const TextTraits *pstT
     ProgramInfo *pstProgram = &pstHead->stFileInfo.pastProgramInfo[0];
     pstProgram->u32SubStreamNum = 1;
     SubStreamInfo *pstStream = &pstProgram->pastSubStream[0];
-    pstStream->s32StreamIndex = SUB_STREAM_INDEX_BASE;
-    pstStream->u32Flag = 1;
-    pstStream->u32Format = pstTraits->u32Format;
-    SVR_BOUNDED(pszFunc, memset_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), 0, sizeof(pstStream->aszUrl)),
-                "memset_s");
-    SVR_BOUNDED(pszFunc, strncpy_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), pszUrl, sizeof(pstStream->aszUrl) - 1),
-                "strncpy_s");
+    SvrTextNameStream(pszFunc, pstStream, 0, pstTraits->u32Format, pszUrl);
     return pstStream;
 }
 
@@ -143,17 +149,15 @@ uint32_t SvrTextIdentifyHinted(const char *pszFunc, TextHead *pstHead, int32_t s
 }
 
 bool SvrTextKeeps(const TextHead *pstHead) {
-    const CharsetOps *pstOps = pstHead->pstCharsetOps;
-    return (pstHead->hCharset == nullptr || pstOps == nullptr || pstOps->convert == nullptr) &&
-           pstHead->u32DstCodeType != SVR_TAB_CODETYPE;
+    return !SvrSubConverts(pstHead->hCharset, pstHead->pstCharsetOps) && pstHead->u32DstCodeType != SVR_TAB_CODETYPE;
 }
 
 // How many bytes to clear before the next conversion, when so many are known to have been written. A converter that
 // stores in wide steps goes on behind the length it states; what is left there would pass for text of a later cue.
 static uint32_t TextUsed(const uint8_t *pu8Text, int32_t s32Touched) {
-    constexpr int32_t LOOK = 4; // no letter of any code type is longer
-    const bool bRoom = s32Touched <= SVR_SUB_STR_OUT_MAX_LEN - LOOK;
-    const bool bMore = bRoom && memcmp(pu8Text + s32Touched, "\0\0\0", LOOK) != 0;
+    static constexpr uint8_t s_au8Clear[4] = {}; // no letter of any code type is longer
+    const bool bRoom = s32Touched <= SVR_SUB_STR_OUT_MAX_LEN - static_cast<int32_t>(sizeof(s_au8Clear));
+    const bool bMore = bRoom && memcmp(pu8Text + s32Touched, s_au8Clear, sizeof(s_au8Clear)) != 0;
     return static_cast<uint32_t>(bMore ? SVR_SUB_STR_OUT_MAX_LEN : s32Touched);
 }
 
@@ -206,12 +210,8 @@ TextCue SvrTextReadCue(const TextHead *pstHead, uint32_t u32CodeType, const Inde
 }
 
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode) {
-    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
-    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE;
-    pstFrame->u32Reserved = 0;
-    pstFrame->s64Pts = pstNode->s64StartPts;
+    SvrTextBeginFrame(pstFrame, 0, pstNode->s64StartPts, pstNode->u32Duration);
     pstFrame->s64Pos = pstNode->s64Offset;
-    pstFrame->u32Duration = pstNode->u32Duration;
 }
 
 int32_t SvrTextGetInfo(const char *pszFunc, const TextTraits *pstTraits, void *hFmt, FileInfo **ppstInfo) {

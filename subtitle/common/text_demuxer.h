@@ -66,8 +66,15 @@ int32_t SvrTextFind(const char *pszFunc, const FormatEntry *pstEntry, const char
 void *SvrTextOpen(const char *pszFunc, const char *pszChkFunc, const TextTraits *pstTraits, const char *pszUrl,
                   Protocol *pstProtocol, void *const *phFmt);
 
-// Adds a program to the handle, and streams to its first program. 0 or -1.
-int32_t SvrTextAddStreams(TextHead *pstHead, uint32_t u32Num);
+// Adds a program, and streams to the first program. 0 or -1. A host may leave the array of no streams away.
+int32_t SvrTextAddStreams(FileInfo *pstInfo, uint32_t u32Num);
+
+// What every stream says of itself: number, format and URL.
+void SvrTextNameStream(const char *pszFunc, SubStreamInfo *pstStream, uint32_t u32Number, uint32_t u32Format,
+                       const char *pszUrl);
+
+// Bytes of byte-order marks at the start of the file, or -1.
+int32_t SvrTextSkipMarks(const TextHead *pstHead, void *hUrl, Protocol *pstProtocol, uint32_t u32CodeType);
 
 // Reads a node's bytes from the current position into a buffer that has room for them. 0, or -1 when they are fewer, or
 // the size came out negative.
@@ -103,6 +110,15 @@ TextCue SvrTextReadCue(const TextHead *pstHead, uint32_t u32CodeType, const Inde
 // Converts a line or cue into the buffer. The result is that of SvrSubTranscodeLine, *ps32OutLen the length it left.
 int32_t SvrTextTranscode(const TextHead *pstHead, uint32_t u32CodeType, const uint8_t *pu8In, int32_t s32InLen,
                          const TextBuf *pstBuf, int32_t *ps32OutLen);
+
+// What every frame says of its cue: stream number, start in milliseconds, duration.
+inline void SvrTextBeginFrame(FmtFrame *pstFrame, int32_t s32Number, int64_t s64Pts, uint32_t u32Duration) {
+    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
+    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE + s32Number;
+    pstFrame->u32Reserved = 0;
+    pstFrame->s64Pts = s64Pts;
+    pstFrame->u32Duration = u32Duration;
+}
 
 // Stream, times and position of a cue of the only stream.
 void SvrTextFillFrame(FmtFrame *pstFrame, const IndexNode *pstNode);

@@ -100,7 +100,7 @@ int32_t SvrSubTranscodeTouched(void *hCharset, const CharsetOps *pstCharsetOps, 
                       s_aszFunc, "invalid param!");
     const int32_t s32Capacity = pstLine->s32LineOutSize;
     const int32_t s32TabRoom = s32Capacity < SVR_SUB_STR_OUT_MAX_LEN ? s32Capacity : SVR_SUB_STR_OUT_MAX_LEN;
-    if (hCharset == nullptr || pstCharsetOps == nullptr || pstCharsetOps->convert == nullptr) {
+    if (!SvrSubConverts(hCharset, pstCharsetOps)) {
         TranscodeCopy(pstLine, s32Capacity);
         if (pstLine->s32LineOutSize <= s32TabRoom) {
             SvrSubReplaceTabBySpace(pstLine->pu8LineOut, &pstLine->s32LineOutSize, s32TabRoom, s32DstCodeType);

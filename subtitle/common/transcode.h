@@ -12,11 +12,16 @@ constexpr int32_t SVR_TAB_CODETYPE = 2;
 int32_t SvrSubTranscodeTouched(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
                                int32_t s32SrcCodeType, int32_t s32DstCodeType, int32_t *ps32Touched);
 
+// Whether text goes through a converter.
+inline bool SvrSubConverts(const void *hCharset, const CharsetOps *pstCharsetOps) {
+    return hCharset != nullptr && pstCharsetOps != nullptr && pstCharsetOps->convert != nullptr;
+}
+
 // Whether a line stands in the converted text as it stands in the file: no converter, and no tab that is expanded.
 // The line is not empty.
 inline bool SvrSubTranscodeKeeps(const void *hCharset, const CharsetOps *pstCharsetOps, const uint8_t *pu8Line,
                                  int32_t s32Len, int32_t s32DstCodeType) {
-    if (hCharset != nullptr && pstCharsetOps != nullptr && pstCharsetOps->convert != nullptr) {
+    if (SvrSubConverts(hCharset, pstCharsetOps)) {
         return false;
     }
     return s32DstCodeType != SVR_TAB_CODETYPE || memchr(pu8Line, '\t', static_cast<size_t>(s32Len)) == nullptr;

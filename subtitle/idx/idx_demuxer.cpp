@@ -182,13 +182,10 @@ static int32_t IdxDemuxerGetInfo(void *hFmt, FileInfo **ppstInfo) {
 static void IdxFillFrame(const IdxDemuxerHdl *pstHdl, const IdxLangEntry *pstLang, FmtFrame *pstFrame) {
     const IdxIndexNode *pstNode = &pstLang->pstIDXIndexNodeList[pstLang->curNodeIndex];
     const bool bLast = pstLang->curNodeIndex + 1 == pstLang->u32IndexNum;
-    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
-    pstFrame->s32StreamIndex = pstHdl->s32CurStream;
-    pstFrame->u32Reserved = 0;
-    pstFrame->s64Pts = pstNode->s64StartPts;
-    pstFrame->u32Duration =
+    const uint32_t u32Duration =
         bLast ? SUB_DURATION_UNKNOWN
               : static_cast<uint32_t>(pstNode[1].s64StartPts) - static_cast<uint32_t>(pstNode->s64StartPts);
+    SvrTextBeginFrame(pstFrame, pstHdl->s32CurStream - SUB_STREAM_INDEX_BASE, pstNode->s64StartPts, u32Duration);
 }
 
 // A unit that cannot be read is skipped; the end, alone among the failures, is not reported.

@@ -6,6 +6,7 @@
 #include "protocol/file_window.h"
 #include "subtitle/common/clock_scan.h"
 #include "subtitle/common/cue_index.h"
+#include "subtitle/common/text_demuxer.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -387,34 +388,22 @@ static int IdxNodeCompare(const void *pvLeft, const void *pvRight) {
 
 static void IdxDescribeStream(IdxDemuxerHdl *pstHdl, uint32_t u32Lang, const char *pszUrl, SubStreamInfo *pstStream) {
     static const char s_aszFunc[] = "SetFileInfo";
-    pstStream->s32StreamIndex = SUB_STREAM_INDEX_BASE + static_cast<int32_t>(u32Lang);
-    pstStream->u32Flag = 1;
-    pstStream->u32Format = SUB_STREAM_FORMAT_IDX;
+    SvrTextNameStream(s_aszFunc, pstStream, u32Lang, SUB_STREAM_FORMAT_IDX, pszUrl);
     pstStream->pu8ExtraData = reinterpret_cast<uint8_t *>(pstHdl->au32Palette);
     pstStream->u32ExtraDataSize = sizeof(pstHdl->au32Palette);
     SVR_BOUNDED(
         s_aszFunc,
         strncpy_s(pstStream->aszLang, sizeof(pstStream->aszLang), pstHdl->astLang[u32Lang].szLang, IDX_LANG_LEN),
         "strncpy_s");
-    SVR_BOUNDED(s_aszFunc, memset_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), 0, sizeof(pstStream->aszUrl)),
-                "memset_s");
-    SVR_BOUNDED(s_aszFunc,
-                strncpy_s(pstStream->aszUrl, sizeof(pstStream->aszUrl), pszUrl, sizeof(pstStream->aszUrl) - 1),
-                "strncpy_s");
 }
 
 int32_t SetFileInfo(const char *pszUrl, IdxDemuxerHdl *pstHdl, int32_t s32Width, int32_t s32Height) {
     FileInfo *pstInfo = &pstHdl->stFileInfo;
     const uint32_t u32LangNum = pstHdl->u8LangNum;
-    if (PlayerRealloc1MoreProgram(pstInfo) != 0 || pstInfo->pastProgramInfo == nullptr) {
+    if (SvrTextAddStreams(pstInfo, u32LangNum) != 0) {
         return -1;
     }
     ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
-    // A host may leave the array of no streams away.
-    if (PlayerReallocNMoreStream(pstProgram, SUB_STREAM_KIND_SUBTITLE, u32LangNum) != 0 ||
-        (pstProgram->pastSubStream == nullptr && u32LangNum > 0)) {
-        return -1;
-    }
     pstInfo->u32Reserved1 = 0;
     pstProgram->u32SubStreamNum = u32LangNum;
     for (uint32_t i = 0; i < u32LangNum; i++) {

@@ -1,15 +1,11 @@
 // Lyrics operations: one stream of cues without an end, delivered as they stand in the index.
 #include "subtitle/lrc/lrc_demuxer.h"
+
 #include <cstdlib>
 #include <cstring>
 
 static uint32_t *LrcCodeType(void *hFmt) {
     return &static_cast<LrcDemuxerHdl *>(hFmt)->u32CodeType;
-}
-
-static int32_t LrcReindex(void *hFmt) {
-    LrcDemuxerHdl *pstHdl = static_cast<LrcDemuxerHdl *>(hFmt);
-    return LrcParse(pstHdl, pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
 }
 
 static void LrcFreeLineBufs(LrcDemuxerHdl *pstHdl) {
@@ -42,15 +38,9 @@ static constexpr TextTraits s_stLrcTraits = {
     .pszCloseNoSlot = "url_close is null",
     .pszReindexFailed = "LRC:reparse index failed!",
     .pfnCodeType = LrcCodeType,
-    .pfnReindex = LrcReindex,
     .pfnSetSrcCodeType = LrcInvokeSetSrcCodetype,
     .pfnFreeOwn = LrcFreeOwn,
 };
-
-static int32_t LrcDemuxerFind(const char *pszUrl, Protocol *) {
-    SVR_RETURN_UNLESS(pszUrl != nullptr, __func__, "invalid param");
-    return SvrTextFind(__func__, &g_lrcDemuxer, pszUrl, PLAYER_LOG_INFO, "use pellplayer lrc demuxer!", "not lrc file");
-}
 
 // Makes the line buffers where they are missing. 0, or -1 with neither.
 static int32_t LrcMallocLineBufs(LrcDemuxerHdl *pstHdl) {
@@ -68,13 +58,39 @@ static int32_t LrcMallocLineBufs(LrcDemuxerHdl *pstHdl) {
     return 0;
 }
 
+// The line buffers live no longer than the build: lyrics are read from the index.
+static int32_t LrcInvokeSetSrcCodetype(void *hFmt, uint32_t *pu32CodeType) {
+    LrcDemuxerHdl *pstHdl = static_cast<LrcDemuxerHdl *>(hFmt);
+    if (*pu32CodeType == 0) {
+        *pu32CodeType =
+            SvrTextIdentifyHinted(__func__, &pstHdl->stHead, g_lrcDemuxer.s32CodeTypeHint, PLAYER_LOG_ERROR);
+    }
+    pstHdl->u32CodeType = *pu32CodeType;
+    if (LrcMallocLineBufs(pstHdl) != 0) {
+        return -1;
+    }
+    const int32_t s32Parsed = LrcParse(pstHdl, pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
+    LrcFreeLineBufs(pstHdl);
+    if (s32Parsed == -1) {
+        SVR_LOG_RESULT(__func__, s_stLrcTraits.pszReindexFailed, -1);
+    }
+    PlayerPrintf(s_stLrcTraits.s32ResetLevel, __func__, __LINE__, "Reset code type to: %d",
+                 static_cast<int32_t>(pstHdl->u32CodeType));
+    return 0;
+}
+
+static int32_t LrcDemuxerFind(const char *pszUrl, Protocol *) {
+    SVR_RETURN_UNLESS(pszUrl != nullptr, __func__, "invalid param");
+    return SvrTextFind(__func__, &g_lrcDemuxer, pszUrl, PLAYER_LOG_INFO, "use pellplayer lrc demuxer!", "not lrc file");
+}
+
 static int32_t LrcDemuxerOpenInitHdl(LrcDemuxerHdl *pstHdl, const char *pszUrl) {
     if (LrcMallocLineBufs(pstHdl) != 0) {
         return -1;
     }
     pstHdl->pstLrcIndexNodeList = static_cast<LrcIndexNode *>(PlayerMallocZ(LRC_INDEX_STEP * sizeof(LrcIndexNode)));
     pstHdl->u32MaxIndexNum = LRC_INDEX_STEP;
-    if (pstHdl->pstLrcIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
+    if (pstHdl->pstLrcIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead.stFileInfo, 1) != 0) {
         return -1;
     }
     SvrTextDescribeStream(__func__, &s_stLrcTraits, &pstHdl->stHead, pszUrl);
@@ -122,13 +138,9 @@ static int32_t LrcDemuxerGetInfo(void *hFmt, FileInfo **ppstInfo) {
 }
 
 static void LrcFillFrame(LrcIndexNode *pstNode, FmtFrame *pstFrame) {
-    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
-    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE;
-    pstFrame->u32Reserved = 0;
+    SvrTextBeginFrame(pstFrame, 0, pstNode->s64StartPts, 0);
     pstFrame->u32DataLen = static_cast<uint32_t>(strnlen(pstNode->szText, sizeof(pstNode->szText) - 1)) + 1;
     pstFrame->pu8Data = reinterpret_cast<uint8_t *>(pstNode->szText);
-    pstFrame->s64Pts = pstNode->s64StartPts;
-    pstFrame->u32Duration = 0;
     pstFrame->u32FrameRate = 0;
 }
 
@@ -146,27 +158,6 @@ static int32_t LrcDemuxerRead(void *hFmt, FmtFrame *pstFrame) {
 
 static int32_t LrcDemuxerFree(void *hFmt, FmtFrame *pstFrame) {
     return SvrTextFree(__func__, &s_stLrcTraits, hFmt, pstFrame);
-}
-
-// The line buffers live no longer than the build: lyrics are read from the index.
-static int32_t LrcInvokeSetSrcCodetype(void *hFmt, uint32_t *pu32CodeType) {
-    LrcDemuxerHdl *pstHdl = static_cast<LrcDemuxerHdl *>(hFmt);
-    if (*pu32CodeType == 0) {
-        *pu32CodeType =
-            SvrTextIdentifyHinted(__func__, &pstHdl->stHead, g_lrcDemuxer.s32CodeTypeHint, PLAYER_LOG_ERROR);
-    }
-    pstHdl->u32CodeType = *pu32CodeType;
-    if (LrcMallocLineBufs(pstHdl) != 0) {
-        return -1;
-    }
-    const int32_t s32Parsed = LrcReindex(pstHdl);
-    LrcFreeLineBufs(pstHdl);
-    if (s32Parsed == -1) {
-        SVR_LOG_RESULT(__func__, s_stLrcTraits.pszReindexFailed, -1);
-    }
-    PlayerPrintf(s_stLrcTraits.s32ResetLevel, __func__, __LINE__, "Reset code type to: %d",
-                 static_cast<int32_t>(pstHdl->u32CodeType));
-    return 0;
 }
 
 static int32_t LrcDemuxerInvoke(void *hFmt, int32_t s32Command, void *pvArg) {

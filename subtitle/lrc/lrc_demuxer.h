@@ -30,7 +30,7 @@ struct LrcDemuxerHdl {
 static_assert(offsetof(LrcDemuxerHdl, stHead) == 0, "the shared helpers take the handle for its head");
 
 // Builds the index from scratch in the handle's code type. 0, or -1 when the file was not indexed to its end; the cues
-// gathered until then stay, unsorted.
+// gathered until then stay, unsorted. Without memory to grow, those until then are lost and the build goes on.
 int32_t LrcParse(LrcDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // Reads a time tag such as "[01:02.50]", in milliseconds; the fraction counts as it is written. Minutes and seconds

@@ -9,9 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
-// Characters of "[offset:".
 static constexpr char s_aszOffset[] = "[offset:";
-static constexpr int32_t LRC_OFFSET_LEN = sizeof(s_aszOffset) - 1;
+static constexpr int32_t LRC_OFFSET_LEN = sizeof(s_aszOffset) - 1; // its characters
 
 // Of a node while the index is sorted.
 struct LrcPlace {
@@ -344,8 +343,7 @@ int32_t LrcParse(LrcDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     }
     pstHdl->u32IndexNum = 0;
     pstHdl->u32CurIndex = 0;
-    const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
-                                              static_cast<int32_t>(pstHdl->u32CodeType));
+    const int32_t s32Marks = SvrTextSkipMarks(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType);
     SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip header failed!");
     pstHdl->s64StartPos = s32Marks;
     SVR_RETURN_UNLESS(LrcParseHead(pstHdl) == 0, __func__, "null");

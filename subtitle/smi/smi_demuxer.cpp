@@ -85,7 +85,7 @@ static int32_t SmiSetFileInfo(SmiDemuxerHdl *pstHdl) {
     FileInfo *pstInfo = &pstHdl->stHead.stFileInfo;
     pstHdl->s32ClassNum = pstHdl->s32ClassNum == 0 ? 1 : pstHdl->s32ClassNum;
     const uint32_t u32ClassNum = static_cast<uint32_t>(pstHdl->s32ClassNum);
-    if (SvrTextAddStreams(&pstHdl->stHead, u32ClassNum) != 0) {
+    if (SvrTextAddStreams(pstInfo, u32ClassNum) != 0) {
         return -1;
     }
     ProgramInfo *pstProgram = &pstInfo->pastProgramInfo[0];
@@ -215,8 +215,11 @@ static void SmiAppend(SmiDemuxerHdl *pstHdl, TextSpan stText) {
 static bool SmiTakeLine(SmiDemuxerHdl *pstHdl, SmiCue *pstCue, TextSpan stText) {
     int32_t s32First = 0;
     const SmiTag enTag = SmiMatchTag(stText, &s32First);
-    if (enTag == SMI_TAG_P_CLASS && pstCue->s32Paragraphs++ > pstHdl->s32CurClass) {
-        return false;
+    if (enTag == SMI_TAG_P_CLASS) {
+        if (pstCue->s32Paragraphs > pstHdl->s32CurClass) {
+            return false;
+        }
+        pstCue->s32Paragraphs++;
     }
     stText = SvrSpanFrom(stText, s32First);
     const int32_t s32Pos = SmiSkipTags(pstCue, stText, enTag);
@@ -253,13 +256,9 @@ static int32_t SmiGetNode(SmiDemuxerHdl *pstHdl) {
 }
 
 static void SmiFillFrame(SmiDemuxerHdl *pstHdl, const IndexNode *pstNode, FmtFrame *pstFrame) {
-    pstFrame->u32StreamType = SUB_STREAM_KIND_SUBTITLE;
-    pstFrame->s32StreamIndex = SUB_STREAM_INDEX_BASE + pstHdl->s32CurClass;
-    pstFrame->u32Reserved = 0;
+    SvrTextBeginFrame(pstFrame, pstHdl->s32CurClass, pstNode->s64StartPts, pstNode->u32Duration);
     pstFrame->u32DataLen = pstHdl->u32SubBuffSize;
     pstFrame->pu8Data = pstHdl->au8DisplayBuf;
-    pstFrame->s64Pts = pstNode->s64StartPts;
-    pstFrame->u32Duration = pstNode->u32Duration;
     pstFrame->u32FrameRate = static_cast<uint32_t>(pstNode->s64Offset);
 }
 

@@ -195,11 +195,11 @@ static void SmiGetSubLang(SmiDemuxerHdl *pstHdl, TextSpan stText) {
 }
 
 // Takes what a header line says. False when the line ends the header.
-static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, TextSpan stText) {
+static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, const TextReader *pstReader, TextSpan stText) {
     int32_t s32First = 0;
     const SmiTag enTag = SmiMatchTag(stText, &s32First);
     if (enTag == SMI_TAG_HEAD_END) {
-        pstHdl->s64BodyPos = SvrSubTell(pstHdl->stHead.hUrl, pstHdl->stHead.pstProtocol);
+        pstHdl->s64BodyPos = SvrTextTell(pstReader);
     }
     if (enTag >= SMI_TAG_HEAD_END && enTag != SMI_TAG_NONE) {
         return false;
@@ -213,8 +213,8 @@ static bool SmiTakeHeadLine(SmiDemuxerHdl *pstHdl, TextSpan stText) {
 
 int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl) {
     const TextHead *pstHead = &pstHdl->stHead;
-    SVR_RETURN_UNLESS(SvrSubSkipHeader(pstHead->hUrl, pstHead->pstProtocol, pstHead->hCharset, pstHead->pstCharsetOps,
-                                       static_cast<int32_t>(pstHdl->u32CodeType)) != -1,
+    // Marks are looked for but stay in the first line; a second find-stream begins where the first left off.
+    SVR_RETURN_UNLESS(SvrTextSkipMarks(pstHead, pstHead->hUrl, pstHead->pstProtocol, pstHdl->u32CodeType) != -1,
                       __func__, "Skip SMI file header failed!");
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstHead->pstProtocol->url_seek(pstHead->hUrl, pstHdl->s64BodyPos, 0)), __func__,
                       "Seek SMI file failed!");
@@ -225,11 +225,16 @@ int32_t SmiSkipHead(SmiDemuxerHdl *pstHdl) {
         int32_t s32Len = 0;
         const TextLine enLine = SvrTextReadLine(&stReader, &stText, &s32Len);
         SVR_RETURN_UNLESS(enLine != TEXT_LINE_FAILED, __func__, "null");
-        if (enLine == TEXT_LINE_END || (enLine == TEXT_LINE_READ && !SmiTakeHeadLine(pstHdl, stText))) {
+        if (enLine == TEXT_LINE_END || (enLine == TEXT_LINE_READ && !SmiTakeHeadLine(pstHdl, &stReader, stText))) {
             break;
         }
     }
     return 0;
+}
+
+static int SmiNodeCompare(const void *pvLeft, const void *pvRight) {
+    return SvrIndexCompareLow(static_cast<const IndexNode *>(pvLeft)->s64StartPts,
+                              static_cast<const IndexNode *>(pvRight)->s64StartPts);
 }
 
 // The distance between two times, as far as a duration holds it.
@@ -285,11 +290,6 @@ static int32_t SmiNodeParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
             SVR_RETURN_UNLESS(SmiNodeSave(pstHdl, s64Pos) == 0, __func__, "null");
         }
     }
-}
-
-static int SmiNodeCompare(const void *pvLeft, const void *pvRight) {
-    return SvrIndexCompareLow(static_cast<const IndexNode *>(pvLeft)->s64StartPts,
-                              static_cast<const IndexNode *>(pvRight)->s64StartPts);
 }
 
 int32_t SmiParse(SmiDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {

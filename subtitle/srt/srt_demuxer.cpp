@@ -68,7 +68,7 @@ static int32_t SrtDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **
     }
     pstHdl->pstSrtIndexNodeList = static_cast<IndexNode *>(PlayerMallocZ(SVR_INDEX_STEP * sizeof(IndexNode)));
     pstHdl->u32MaxIndexNum = SVR_INDEX_STEP;
-    if (pstHdl->pstSrtIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
+    if (pstHdl->pstSrtIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead.stFileInfo, 1) != 0) {
         SvrTextRelease(__func__, &s_stSrtTraits, &pstHdl->stHead);
         return -1;
     }

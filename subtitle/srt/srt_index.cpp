@@ -27,12 +27,8 @@ bool SrtScanTimeLine(TextSpan stText, int64_t *ps64Start, int64_t *ps64End) {
     return SvrScanClock(pu8Text + 3, pu8End, &s_stSrtClock, ps64End) != nullptr;
 }
 
-static int SrtNodeCompare(const void *pvLeft, const void *pvRight) {
-    return SvrIndexCompareStart(pvLeft, pvRight);
-}
-
 static void SrtSort(SrtDemuxerHdl *pstHdl) {
-    pstHdl->bEndsAscend = SvrIndexFinish(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, SrtNodeCompare);
+    pstHdl->bEndsAscend = SvrIndexFinish(pstHdl->pstSrtIndexNodeList, pstHdl->u32IndexNum, SvrIndexCompareStart);
 }
 
 // Gives the last node its size, when it has none yet: s32After bytes before s64Cur do not belong to it. The arithmetic
@@ -86,7 +82,8 @@ static int32_t SrtNodeParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProt
             SVR_LOG_RESULT("SrtGetPts", "null", -1);
         }
         if (enLine == TEXT_LINE_READ && SrtMayBeTimeLine(stText) && SrtScanTimeLine(stText, &s64Start, &s64End)) {
-            // No empty line before this cue: the one before ends ahead of the number line and its line end.
+            // No empty line before this cue: the one before ends ahead of the number line. Lengths count a line end
+            // as one byte, so the 2 are carriage returns; a file without those loses a last letter and line end.
             SrtCloseCue(pstHdl, &bPending, s64Cur, s32Len + s32PrevLen + 2);
             if (SrtAddCue(pstHdl, s64Start, s64End, s64Cur) != 0) {
                 return -1;
@@ -104,8 +101,7 @@ int32_t SrtParse(SrtDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     pstHdl->u32IndexNum = 0;
     pstHdl->bEndsAscend = 0;
     pstHdl->u32CurIndex = 0;
-    const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
-                                              static_cast<int32_t>(pstHdl->u32CodeType));
+    const int32_t s32Marks = SvrTextSkipMarks(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType);
     SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip header failed!");
     pstHdl->s64StartPos = s32Marks;
     SVR_RETURN_UNLESS(!SvrSubSeekFailed(pstProtocol->url_seek(hUrl, pstHdl->s64StartPos, 0)), __func__,

@@ -1,5 +1,6 @@
 // Text SUB operations: one stream of cues, each read again from the file, converted, and finished by its format.
 #include "subtitle/sub/sub_demuxer.h"
+
 #include "subtitle/common/line_reader.h"
 
 #include <cstdlib>
@@ -55,7 +56,7 @@ static int32_t SubDemuxerOpen(const char *pszUrl, Protocol *pstProtocol, void **
     pstHdl->s32FormatIndex = SUB_FORMAT_NONE;
     pstHdl->pstSubIndexNodeList = static_cast<IndexNode *>(PlayerMallocZ(SVR_INDEX_STEP * sizeof(IndexNode)));
     pstHdl->u32MaxIndexNum = SVR_INDEX_STEP;
-    if (pstHdl->pstSubIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead, 1) != 0) {
+    if (pstHdl->pstSubIndexNodeList == nullptr || SvrTextAddStreams(&pstHdl->stHead.stFileInfo, 1) != 0) {
         SvrTextRelease(__func__, &s_stSubTraits, &pstHdl->stHead);
         return -1;
     }

@@ -56,8 +56,8 @@ inline TextBuf SubTextBuf(SubDemuxerHdl *pstHdl) {
     return {pstHdl->au8TextBuf, &pstHdl->u32TextUsed};
 }
 
-// Tells the format and builds the index from scratch in the handle's code type. 0, or -1 when there is no cue or the
-// build was stopped.
+// Tells the format and builds the index from scratch in the handle's code type. 0, or -1 when there is none, no cue, or
+// the build was stopped; 0 also when memory ran out and the index is gone, which reads report.
 int32_t SubParse(SubDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // Reads a line. Its length, 0 for an empty one; -1 after a message under the name.
@@ -78,7 +78,7 @@ struct SubFrames {
 // Numbers read before the line turned out to be another stay.
 const uint8_t *SubScanMicrodvd(TextSpan stText, SubFrames *pstFrames);
 
-// What of a text is taken for a cue's or a frame rate: not beyond its line, a zero byte, and what au8LineBuf holds.
+// How many bytes of a MicroDVD text count: up to the end of its line, a zero byte, or SVR_SUB_STR_IN_MAX_LEN - 1.
 int32_t SubTextLen(const uint8_t *pu8Text, const uint8_t *pu8End);
 
 // Reads "00:00:01.00,00:00:02.00" or "00:00:01,000 --> 00:00:02,000" into eight numbers. How many were read, and stay;

@@ -274,7 +274,7 @@ uint32_t SubConvertLineBreaks(const uint8_t *pu8Src, uint32_t u32SrcLen, uint8_t
     return u32Len;
 }
 
-// The host's frame rate: the lower half holds decimal digits of the fraction, thousandths unless they end in zero.
+// The host's frame rate: the lower half holds thousandths, but a number that ends in a zero is taken for tenths.
 static double SubUnpackRate(uint32_t u32Packed) {
     if (u32Packed == 0) {
         return SUB_DEFAULT_RATE;
@@ -302,11 +302,14 @@ static int32_t SubPostMicrodvd(SubDemuxerHdl *pstHdl, FmtFrame *pstFrame) {
     // The text moves down over the braces before it.
     const ptrdiff_t sText = pu8Text - pstFrame->pu8Data;
     pstFrame->pu8Data[sText + SubTextLen(pu8Text, SvrSpanEnd(stLine))] = '\0';
+    // Both sizes are those of buffers; the text ends at its terminator.
     pstFrame->u32DataLen =
         SubConvertLineBreaks(pu8Text, SVR_SUB_STR_IN_MAX_LEN, pstFrame->pu8Data, pstFrame->u32DataLen);
     return 0;
 }
 
+// Turns breaks in the first bytes alone. Where a "[br]" shortened them, those behind stay where they were, and some
+// stand twice.
 static int32_t SubPost(SubDemuxerHdl *, FmtFrame *pstFrame) {
     pstFrame->u32DataLen =
         SubConvertLineBreaks(pstFrame->pu8Data, pstFrame->u32DataLen, pstFrame->pu8Data, SVR_SUB_STR_IN_MAX_LEN);

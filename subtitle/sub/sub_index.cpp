@@ -155,8 +155,7 @@ int32_t SubParse(SubDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol) {
     pstHdl->u32IndexNum = 0;
     pstHdl->bEndsAscend = 0;
     pstHdl->u32CurIndex = 0;
-    const int32_t s32Marks = SvrSubSkipHeader(hUrl, pstProtocol, pstHdl->stHead.hCharset, pstHdl->stHead.pstCharsetOps,
-                                              static_cast<int32_t>(pstHdl->u32CodeType));
+    const int32_t s32Marks = SvrTextSkipMarks(&pstHdl->stHead, hUrl, pstProtocol, pstHdl->u32CodeType);
     SVR_RETURN_UNLESS(s32Marks != -1, __func__, "Skip sub header failed!");
     pstHdl->u32StartPos = static_cast<uint32_t>(s32Marks);
     const int64_t s64Pos = pstProtocol->url_seek(hUrl, pstHdl->u32StartPos, 0);
