@@ -15,6 +15,8 @@ static const std::string kSamiHead = "<SAMI><HEAD><STYLE>\n.KO {Name:K; lang:ko-
 static const std::string kAssHead = "[Script Info]\n[Events]\n";
 static const std::string kAssFields = "Format: Layer, Start, End, Style, Text\n";
 static const std::string kDvdHead = "{HEAD\n}\n";
+// A player goes by the first two numbers of a line, whatever stands behind them.
+static const std::string kMpsub = "FORMAT=TIME\n1 2\none\n\n0.5 1e0\ntwo\n\n1.5.5 3 # x, y\nthree\n\n";
 
 // "2 negative_time, 5 overlap": each finding's line and kind; "!kind" for an error.
 static std::string FindingsText(const Json &file) {
@@ -79,6 +81,7 @@ TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
         {"digits.sub", "0:0:1.000,0:0:2.000\n1984\n\n0:0:3.000,0:0:4.000\ntwo,\n1\n\n0:0:5.000,0:0:6.000\nthree\n\n",
          ""},
         {"brace.sub", kDvdHead + "{T 00:00:01:500\nsmile {:-}\nmore\n}\n", ""},
+        {"numbers.sub", kMpsub, ""},
         {"cut.sub", "FORMAT=TIME\n1 2\n" + cutText + "\n", "2 cut_cue"},
         {"cutd.sub", kDvdHead + "{T 00:00:01:500\n" + cutText + "}\n", "3 cut_cue"},
         {"cut.smi", "<SYNC Start=1000>" + cutText, "1 cut_cue"},
@@ -129,6 +132,7 @@ TEST_F(PellsubCheck, MendsWhatAPlayerTripsOver) {
         {"arrow.sub", "1\n00:00:01,500 --> 00:00:02,500\none\n2\n00:00:03,500 --> 00:00:04,500\ntwo\n",
          "1500-2500 one, 3500-4500 two"},
         {"mp.sub", "FORMAT=TIME\n1 2\none\n\n1,5 2\ntwo", "1000-3000 one, 4500-6500 two"},
+        {"numbers.sub", kMpsub, "1000-3000 one, 3500-4500 two, 6000-6500 three"},
         {"dvd.sub", kDvdHead + "{T 00:00:01:00 one}\n{T 00:00:02:00\ntwo\n", "1000-1000 one, 2000-2000 two"},
         {"micro.sub", "{1}{1}10\n {10}{20}one\n{30}{40}two\n", "1000-2000 one, 3000-4000 two"},
         {"tenths.sub", "[10][20]one\n[-5][40]two\n", "1000-2000 one, 0-4000 two"},

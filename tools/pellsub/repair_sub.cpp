@@ -139,31 +139,50 @@ static std::optional<BlockTime> SubviewerTime(const Repair &repair, std::string_
 
 // --- MPSub ---------------------------------------------------------------------------------------------------------
 
+// As far as a player reads it.
 static std::optional<double> TakeDecimal(std::string_view &text) {
-    const std::string digits(text.substr(0, text.find_first_not_of("+-.,0123456789")));
-    std::string pointed = digits;
-    std::replace(pointed.begin(), pointed.end(), ',', '.');
+    const std::string_view digits = text.substr(0, text.find_first_not_of("+-.0123456789eE"));
     double number = 0;
-    const size_t plus = pointed.starts_with('+') ? 1 : 0;
-    const auto parsed = std::from_chars(pointed.data() + plus, pointed.data() + pointed.size(), number);
-    if (parsed.ec != std::errc() || parsed.ptr != pointed.data() + pointed.size()) {
+    const size_t plus = digits.starts_with('+') ? 1 : 0;
+    const auto parsed = std::from_chars(digits.data() + plus, digits.data() + digits.size(), number);
+    if (parsed.ec != std::errc()) {
         return std::nullopt;
     }
-    text.remove_prefix(digits.size());
+    text.remove_prefix(static_cast<size_t>(parsed.ptr - digits.data()));
     return number;
+}
+
+static std::string WithPoints(std::string_view text) {
+    std::string pointed(text);
+    std::replace(pointed.begin(), pointed.end(), ',', '.');
+    return pointed;
+}
+
+// What stands behind "FORMAT="; 0: no number.
+static double MpsubRateOf(std::string_view text) {
+    const std::string pointed = WithPoints(text);
+    std::string_view rest = pointed;
+    return TakeDecimal(rest).value_or(0);
 }
 
 struct MpsubTimes {
     double wait = 0, duration = 0;
+    bool whole = false; // two numbers with a blank between them, and no more
 };
 
-static std::optional<MpsubTimes> MpsubTimesOf(std::string_view text) {
-    std::string_view rest = WithoutBlanks(text);
+static std::optional<MpsubTimes> MpsubTimesAsRead(std::string_view text) {
+    std::string_view rest = WithoutLead(text);
     const auto wait = TakeDecimal(rest);
     const bool blank = rest.starts_with(' ') || rest.starts_with('\t');
     rest = WithoutLead(rest);
-    const auto duration = wait && blank ? TakeDecimal(rest) : std::nullopt;
-    return duration && rest.empty() ? std::optional(MpsubTimes{*wait, *duration}) : std::nullopt;
+    const auto duration = wait ? TakeDecimal(rest) : std::nullopt;
+    return duration ? std::optional(MpsubTimes{*wait, *duration, blank && Trimmed(rest).empty()}) : std::nullopt;
+}
+
+// A comma is a point where it makes a line of two numbers. All other lines are what a player takes them for.
+static std::optional<MpsubTimes> MpsubTimesOf(std::string_view text) {
+    const auto pointed = MpsubTimesAsRead(WithPoints(text));
+    return pointed && pointed->whole ? pointed : MpsubTimesAsRead(text);
 }
 
 static std::optional<BlockTime> MpsubTime(const Repair &, std::string_view text) {
@@ -172,7 +191,8 @@ static std::optional<BlockTime> MpsubTime(const Repair &, std::string_view text)
         return std::nullopt;
     }
     BlockTime time;
-    time.usual = text.find(',') == text.npos && WithoutLead(text).size() == text.size();
+    const bool commas = times->whole && text.find(',') != text.npos;
+    time.usual = !commas && WithoutLead(text).size() == text.size();
     time.written = fmt::format("{} {}", times->wait, times->duration);
     return time;
 }
@@ -187,7 +207,7 @@ static void RetimeMpsub(Repair &repair) {
         rest.remove_prefix(!told && rest.starts_with("FORMAT=") ? 7 : 0);
         const auto times = MpsubTimesOf(line);
         if (rest.size() < line.size()) {
-            rate = TakeDecimal(rest).value_or(0);
+            rate = MpsubRateOf(rest);
             line = rate > 0 ? "FORMAT=TIME" : line;
             told = true;
         } else if (times && rate > 0 && !inText) {
@@ -330,8 +350,7 @@ static bool HasTwoReadings(std::string_view form, std::string_view text) {
         const auto time = DvdTimeOf(text);
         return time && time->fraction.size() < 3 && time->fraction.find_first_not_of('0') != text.npos;
     }
-    std::string_view rate = text.substr(text.starts_with("FORMAT=") ? 7 : text.size());
-    return form == "mpsub" && TakeDecimal(rate).value_or(0) > 0;
+    return form == "mpsub" && text.starts_with("FORMAT=") && MpsubRateOf(text.substr(7)) > 0;
 }
 
 static void NoteTwoReadings(Repair &repair, std::string_view form) {
