@@ -105,7 +105,9 @@ TEST_F(PellsubTimeline, LeavesWhatIsThere) {
         EXPECT_EQ(result.err.find("pellsub: " + row.message), 0u) << result.err;
         EXPECT_EQ(result.status, 2) << row.arguments;
     }
-    EXPECT_EQ(RunHere({"timeline", "a.lrc", "-o", "-"}).out.find("<!doctype html>"), 0u);
+    for (const char *out : {"-", "/dev/stdout"}) {
+        EXPECT_EQ(RunHere({"timeline", "a.lrc", "-o", out}).out.find("<!doctype html>"), 0u) << out;
+    }
     EXPECT_EQ(RunHere({"timeline", "a.lrc", "-o", "link", "--overwrite"}).status, 0);
     EXPECT_FALSE(fs::is_symlink(directory + "/link"));
     EXPECT_EQ(ReadAll(directory + "/precious"), "mine");

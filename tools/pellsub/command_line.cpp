@@ -310,6 +310,11 @@ static void CheckConvert(const CommandLine &line) {
     }
 }
 
+// A link by that name is there already, but nobody means to replace it.
+static void TakeStandardOutput(std::string &output) {
+    output = output == "/dev/stdout" ? "-" : output;
+}
+
 void ReadValues(const std::string &command, CommandLine &line) {
     RunOptions &run = line.run;
     ReadTime("--from", line.from, run.fromMs);
@@ -337,6 +342,8 @@ void ReadValues(const std::string &command, CommandLine &line) {
     run.json = line.as != "text";
     run.pictures = run.writer == &kRender;
     run.markup = run.writer == &kConvert;
+    TakeStandardOutput(line.convert.output);
+    TakeStandardOutput(line.timeline.output);
     CheckConvert(line);
     line.check.json = run.writer == &kCheckJson;
     run.findings = command == "check";

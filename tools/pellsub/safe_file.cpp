@@ -48,7 +48,7 @@ std::optional<Problem> FileInTheWay(const std::string &path, bool overwrite) {
     if (lstat(path.c_str(), &status) != 0) {
         return std::nullopt;
     }
-    // A link to a file is replaced like a file; one that leads to a device or a pipe is meant to be written through.
+    // A link to a file is replaced like a file; one that leads to a device or a pipe is refused as these are.
     if (S_ISLNK(status.st_mode)) {
         struct stat target = {};
         status = stat(path.c_str(), &target) == 0 && !S_ISDIR(target.st_mode) ? target : status;
