@@ -241,6 +241,13 @@ TEST_F(PellsubConvert, KeepsFilesUnlessToldOtherwise) {
     EXPECT_NE(twice.err.find("b/a.srt: out/a.vtt was written in this run already"), twice.err.npos) << twice.err;
     EXPECT_NE(ReadAll(directory + "/out/a.vtt").find("new"), std::string::npos);
     EXPECT_EQ(FilesIn("out"), std::set<std::string>{"a.vtt"});
+    const Result spelled = RunHere({"convert", "a.srt", directory + "/a.srt", "--to", "vtt", "-j", "2", "--overwrite"});
+    EXPECT_NE(spelled.err.find("/a.vtt was written in this run already"), spelled.err.npos) << spelled.err;
+    Write("b/a.lrc", "[00:01.00]lyrics\n");
+    const Result source = RunHere({"convert", "-r", "b", "--to", "srt", "--overwrite"});
+    EXPECT_NE(source.err.find("b/a.lrc: b/a.srt is itself to be converted in this run"), source.err.npos) << source.err;
+    EXPECT_NE(ReadAll(directory + "/b/a.srt").find("b"), std::string::npos);
+    EXPECT_EQ(RunHere({"convert", "a.srt", "--to", "vtt", "-o", "/dev/stdout"}).out.find("WEBVTT"), 0u);
     fs::create_symlink("a.srt", directory + "/file.vtt");
     fs::create_symlink("/dev/null", directory + "/device.vtt");
     EXPECT_EQ(RunHere({"convert", "a.srt", "--to", "vtt", "-o", "file.vtt", "--overwrite"}).status, 0);

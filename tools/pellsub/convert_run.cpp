@@ -227,14 +227,25 @@ static std::string PathFor(const ConvertRun &run, const FileFacts &facts, const 
 
 // --- files ---------------------------------------------------------------------------------------------------------
 
-static std::optional<Problem> WriteDocument(const Output &out, const std::string &path, const std::string &document,
-                                            size_t cues) {
-    ConvertRun &run = *out.convert;
-    if (!run.written.insert(path).second) {
+// Whatever --overwrite says, nothing of this run is lost.
+static std::optional<Problem> RunInTheWay(ConvertRun &run, const std::string &path, const std::string &source) {
+    const std::string key = FileKey(path);
+    if (run.sources.contains(key) && key != FileKey(source)) {
+        return Problem{"file_exists", fmt::format("{} is itself to be converted in this run and is not replaced; "
+                                                  "another --dir keeps them apart",
+                                                  path)};
+    }
+    if (!run.written.insert(key).second) {
         return Problem{"file_exists", fmt::format("{} was written in this run already, from another file or stream; "
                                                   "another --dir or --stream keeps them apart",
                                                   path)};
     }
+    return std::nullopt;
+}
+
+static std::optional<Problem> WriteDocument(const Output &out, const std::string &path, const std::string &document,
+                                            size_t cues) {
+    const ConvertRun &run = *out.convert;
     if (path == "-") {
         Put(out, document);
         return std::nullopt;
@@ -255,7 +266,11 @@ static bool WriteStream(const Output &out, const StreamFacts &facts, CollectedSt
     if (converted.cues.empty()) {
         return false;
     }
-    const auto problem = WriteDocument(out, PathFor(run, file, facts), target.write(converted), converted.cues.size());
+    const std::string path = PathFor(run, file, facts);
+    auto problem = RunInTheWay(run, path, file.name);
+    if (!problem) {
+        problem = WriteDocument(out, path, target.write(converted), converted.cues.size());
+    }
     if (problem) {
         file.warnings.push_back(*problem);
     }

@@ -45,6 +45,8 @@ struct ConvertRun {
     // Of the file that is being read.
     std::vector<CollectedStream> streams;
     ConvertCounts counts;
+    // By FileKey.
+    std::set<std::string> sources; // all of this run
     std::set<std::string> written; // in this run, whatever the file
 };
 

@@ -3,6 +3,7 @@
 
 #include "tools/pellsub/file_url.h"
 #include "tools/pellsub/plugin_host.h"
+#include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/sub_head.h"
 
 #include <algorithm>
@@ -94,7 +95,7 @@ FileList ListFiles(FormatEntry *entry, const std::vector<std::string> &named, bo
 
 // What the names of converted files begin with.
 static std::string StemOf(const std::string &name, const std::string &directory) {
-    const fs::path path = fs::path(name).lexically_normal();
+    const fs::path path = FileKey(name);
     const fs::path stem = path.stem();
     return directory.empty() ? (path.parent_path() / stem).string() : stem.string();
 }

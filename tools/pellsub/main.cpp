@@ -6,6 +6,7 @@
 #include "tools/pellsub/many_files.h"
 #include "tools/pellsub/plugin_host.h"
 #include "tools/pellsub/progress.h"
+#include "tools/pellsub/safe_file.h"
 #include "tools/pellsub/usage.h"
 
 #include <algorithm>
@@ -84,6 +85,9 @@ static int Run(CommandLine &line) {
     if (line.run.writer == &kConvert) {
         many.jobs = line.convert.output.empty() ? many.jobs : 1;
         KeepKinTogether(many.list, line.convert.directory);
+        for (const std::string &name : many.list.names) {
+            line.convert.sources.insert(FileKey(name));
+        }
     }
     for (const std::string &directory : many.list.empty) {
         Complain(directory, "there is no subtitle file in it; they end in " + TakenExtensions(entry));

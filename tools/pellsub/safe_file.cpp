@@ -24,6 +24,14 @@ std::optional<std::string> MakeDirectory(const std::string &directory) {
     return fmt::format("{}: is no directory and cannot be made one: {}", directory, error.message());
 }
 
+std::string FileKey(const std::string &path) {
+    const std::filesystem::path given(path);
+    const std::filesystem::path parent = given.has_parent_path() ? given.parent_path() : ".";
+    std::error_code error;
+    const auto directory = std::filesystem::weakly_canonical(parent, error);
+    return error ? path : (directory / given.filename()).string();
+}
+
 std::string FileNamePart(std::string_view language) {
     std::string part;
     for (const char ch : language.substr(0, kMaxLanguage)) {

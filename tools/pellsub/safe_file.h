@@ -10,6 +10,9 @@
 // Makes the directory, and those it is in, where there is none. Nothing, or why there will be no files in it.
 std::optional<std::string> MakeDirectory(const std::string &directory);
 
+// Equal for all ways to write the path of a file. A link is not followed, as what is written replaces it.
+std::string FileKey(const std::string &path);
+
 // What of a language may be part of a file name: letters, digits and what joins them. It is whatever a file says.
 std::string FileNamePart(std::string_view language);
 
