@@ -162,8 +162,9 @@ TEST_F(PellsubConvert, ReckonsTimes) {
         {"a.srt", several, "srt", " --shift -1500", "00:00:00,000-00:00:02,495 00:59:58,500-00:59:59,501",
          "1 cue would begin before 0 and now begin at 0; 1 cue left out: over before 0"},
         {"a.srt", several, "ass", " --shift 32399000",
-         "9:00:00.00,9:00:00.01 9:00:00.01,9:00:03.00 9:59:59.00,10:00:00.00",
-         "1 cue after 09:59:59.990, the last time that is sure to be understood in this format"},
+         "9:00:00.00,9:00:00.01 9:00:00.01,9:00:03.00 9:59:59.00,9:59:59.99",
+         "1 cue beyond 09:59:59.990, the last time that is sure to be understood in this format; where only the "
+         "end is, it is set to this time"},
         {"a.lrc", ends, "srt", "", "00:00:01,000-00:00:03,000 00:00:04,000-00:00:09,000 00:00:30,000-00:00:35,000", ""},
         {"a.lrc", ends, "lrc", "", "[00:01.00]a [00:03.00] [00:04.00]b [00:09.00] [00:30.00]c [00:35.00]", ""},
     };

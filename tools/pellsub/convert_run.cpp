@@ -178,9 +178,10 @@ static std::vector<ConvertedCue> FinishedCues(CollectedStream &stream, const Tar
             continue;
         }
         counts.early += cue.startMs < 0 ? 1u : 0u;
-        counts.late += cue.endMs > target.latestMs ? 1u : 0u;
         cue.startMs = std::max<int64_t>(cue.startMs, 0);
         RoundTimes(target.unitMs, cue);
+        counts.late += cue.endMs > target.latestMs ? 1u : 0u;
+        cue.endMs = cue.startMs <= target.latestMs ? std::min(cue.endMs, target.latestMs) : cue.endMs;
         finished.push_back(std::move(cue));
     }
     return finished;
@@ -195,7 +196,8 @@ static void WarnOfTimes(const ConvertCounts &counts, const TargetFormat &target,
     warn("times_clamped", counts.early, " would begin before 0 and now begin at 0");
     warn("cues_left_out", counts.leftOut, " left out: over before 0");
     warn("times_too_late", counts.late,
-         fmt::format(" after {}, the last time that is sure to be understood in this format",
+         fmt::format(" beyond {}, the last time that is sure to be understood in this format; where only the end is, "
+                     "it is set to this time",
                      TimeText(target.latestMs)));
 }
 
