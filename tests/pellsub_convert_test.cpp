@@ -212,6 +212,8 @@ TEST_F(PellsubConvert, NamesFilesByLanguageAndStaysInItsDirectory) {
         {"movie.en.srt", SubRip("one"), {"movie.en.vtt"}},
         {"./movie.srt", SubRip("one"), {"movie.vtt"}},
         {"same.smi", classes({"en-US", "en-US"}), {"same.en-0.vtt", "same.en-1.vtt"}},
+        {"wide.smi", classes({"\xED\x95\x9C", "\xEC\x98\x81"}), {"wide.0.vtt", "wide.1.vtt"}},
+        {"movie.\xED\x95\x9C.srt", SubRip("one"), {"movie.\xED\x95\x9C.vtt"}},
         {"evil.smi", classes({"../../x", "/etc\x1B[2J-x"}), {"evil.x.vtt", "evil.etc2j.vtt"}},
     };
     for (const auto &row : rows) {

@@ -203,15 +203,24 @@ static void WarnOfTimes(const ConvertCounts &counts, const TargetFormat &target,
 
 // --- names ---------------------------------------------------------------------------------------------------------
 
-// Empty where the name says it already, or where there is nothing to say.
+// Whether the name ends in the language, of which the plug-in may have cut off the end.
+static bool IsSaid(const StreamFacts &stream, const std::string &language, const std::string &stem) {
+    const size_t point = stem.rfind('.');
+    const std::string end = point == std::string::npos ? "" : stem.substr(point + 1);
+    return language.empty() ? end.starts_with(stream.language) : FileNamePart(end) == language;
+}
+
+// Empty where the name says it already, or where there is nothing to say. A number tells languages apart of which
+// nothing may be part of a file name.
 static std::string StreamTag(const StreamFacts &stream, const std::string &stem) {
     const std::string language = FileNamePart(stream.language);
-    if (stream.sharesLanguage) {
+    if (!stream.sharesLanguage && IsSaid(stream, language, stem)) {
+        return "";
+    }
+    if (stream.sharesLanguage || language.empty()) {
         return fmt::format(".{}{}{}", language, language.empty() ? "" : "-", stream.number);
     }
-    const size_t point = stem.rfind('.');
-    const bool said = point != std::string::npos && FileNamePart(stem.substr(point + 1)) == language;
-    return language.empty() || said ? "" : "." + language;
+    return "." + language;
 }
 
 // "movie.smi" to "movie.ko.vtt", beside it or in the directory.
