@@ -86,6 +86,7 @@ TEST_F(PellsubTimeline, NeedsAndAllowsNothingFromElsewhere) {
 TEST_F(PellsubTimeline, LeavesWhatIsThere) {
     Write("a.lrc", "[00:01.00]one\n");
     Write("empty.srt", "\n");
+    Write("blank.lrc", "[00:01.00]\n");
     Write("precious", "mine");
     fs::create_symlink("precious", directory + "/link");
     fs::create_directory(directory + "/dir");
@@ -99,6 +100,8 @@ TEST_F(PellsubTimeline, LeavesWhatIsThere) {
         {"a.lrc -o dir --overwrite", "dir cannot be written: it is a directory\n"},
         {"a.lrc -o no/where.html", "no/where.html cannot be written: No such file or directory\n"},
         {"empty.srt -o new", "empty.srt: "},
+        {"blank.lrc -o new", "blank.lrc: warning: stream 0: nothing to read in its 1 cue; dump --raw shows what is "
+                             "delivered\npellsub: there is no cue to show, and no page was written\n"},
     };
     for (const auto &row : rows) {
         const Result result = RunHere(Split("timeline " + std::string(row.arguments), ' '));
@@ -111,7 +114,7 @@ TEST_F(PellsubTimeline, LeavesWhatIsThere) {
     EXPECT_EQ(RunHere({"timeline", "a.lrc", "-o", "link", "--overwrite"}).status, 0);
     EXPECT_FALSE(fs::is_symlink(directory + "/link"));
     EXPECT_EQ(ReadAll(directory + "/precious"), "mine");
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 5); // and nothing beside them
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 6); // and nothing beside them
 }
 
 // Where pictures cannot be drawn the page says so.

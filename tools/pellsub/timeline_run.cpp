@@ -207,10 +207,14 @@ static std::string PageWith(const std::string &files) {
                        kTimelinePage.substr(at + kPlace.size()));
 }
 
-// Without a cue there is nothing to show, and what went wrong was said.
 static void TimelineEnd(Output &out) {
     TimelineRun &run = *out.timeline;
-    if (run.interrupted || run.cueCount == 0) {
+    if (run.interrupted) {
+        return;
+    }
+    if (run.cueCount == 0) {
+        Complain("", "there is no cue to show, and no page was written");
+        out.failed = true;
         return;
     }
     if (run.output == "-") {
