@@ -51,6 +51,10 @@ TEST_F(PellsubTimeline, WritesAllStreamsOfAllFilesToOnePage) {
     EXPECT_EQ(files[2]["streams"].size(), 2u);
     EXPECT_EQ(files[2]["streams"][0]["cues"].size(), 1u); // what clears the screen is not there
     EXPECT_EQ(files[3]["streams"][0]["cues"].dump(), R"([[1000,null,"sung"]])");
+    Write("frames.sub", "{30}{60}one\n");
+    const Json guessed = Json::parse(DataOf(PageOf({"frames.sub"}, 1)))["files"][0]["notes"];
+    ASSERT_EQ(guessed.size(), 1u);
+    EXPECT_EQ(guessed[0], "it names no frame rate; its times are a guess (--fps sets it)");
 }
 
 // Compared with a page of harmless text: the same but for its data, and in that no character that begins markup.

@@ -81,3 +81,13 @@ Finding FindingOf(FindingKind kind, bool mendable, size_t line, const std::strin
     finding.mended = mendable && words.mended != nullptr ? words.mended + behind : "";
     return finding;
 }
+
+bool IsRateAssumed(const FileFacts &facts) {
+    return facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "assumed";
+}
+
+void WarnOfAssumedRate(FileFacts &facts) {
+    if (IsRateAssumed(facts)) {
+        facts.warnings.push_back({WordsOf(FINDING_FRAME_RATE).kind, WordsOf(FINDING_FRAME_RATE).found});
+    }
+}

@@ -56,3 +56,7 @@ const FindingWords &WordsOf(FindingKind kind);
 // The detail, such as the line in question, stands behind the words; it may be empty.
 Finding FindingOf(FindingKind kind, bool mendable, size_t line, const std::string &detail,
                   std::optional<int64_t> startMs = std::nullopt);
+
+// Where nobody named the frame rate, all times are a guess.
+bool IsRateAssumed(const FileFacts &facts);
+void WarnOfAssumedRate(FileFacts &facts);

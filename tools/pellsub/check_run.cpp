@@ -89,7 +89,7 @@ static bool IsToldByLines(const Problem &warning, const std::vector<Finding> &fi
 // Warnings become findings, so that each thing is told once.
 static void Conclude(Output &out, FileFacts &facts) {
     std::vector<Finding> &findings = facts.findings;
-    if (facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "assumed") {
+    if (IsRateAssumed(facts)) {
         findings.insert(findings.begin(), FindingOf(FINDING_FRAME_RATE, false, 0, ""));
     }
     for (const Problem &warning : facts.warnings) {

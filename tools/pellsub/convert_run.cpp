@@ -322,9 +322,7 @@ static void ConvertConclude(Output &out, FileFacts &facts) {
     if (facts.error) {
         return;
     }
-    if (facts.frameRateKind != nullptr && std::string_view(facts.frameRateKind) == "assumed") {
-        facts.warnings.push_back({WordsOf(FINDING_FRAME_RATE).kind, WordsOf(FINDING_FRAME_RATE).found});
-    }
+    WarnOfAssumedRate(facts);
     const size_t warningsBefore = facts.warnings.size();
     const size_t written = WriteStreams(out, facts);
     if (written == 0 && facts.warnings.size() > warningsBefore) {

@@ -2,6 +2,7 @@
 // written here is the data that its script reads.
 #include "tools/pellsub/timeline_run.h"
 
+#include "tools/pellsub/check_findings.h"
 #include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/render_run.h"
 #include "tools/pellsub/safe_file.h"
@@ -158,7 +159,11 @@ static void TimelineCue(Output &out, const FileFacts &facts, const Cue &cue) {
 }
 
 static void TimelineConclude(Output &out, FileFacts &facts) {
-    if (!facts.textual && !facts.error) {
+    if (facts.error) {
+        return;
+    }
+    WarnOfAssumedRate(facts);
+    if (!facts.textual) {
         WarnOfPictures(*out.timeline, facts);
     }
 }
