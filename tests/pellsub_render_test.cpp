@@ -184,6 +184,9 @@ TEST_F(PellsubRender, DrawsTheUnitsOfAWindow) {
     WritePair("size: 8x5\n", {unit, unit, unit, unit});
     RunHere({"render", "film.idx", "--to", "out", "--from", "2.5", "--to-time", "3"});
     EXPECT_EQ(FilesIn("out"), (std::set<std::string>{"en_00-00-02.000.png", "en_00-00-03.000.png", "en_sheet.png"}));
+    const Result none = RunHere({"render", "film.idx", "--to", "none", "--to-time", "0.5"});
+    EXPECT_EQ(none.err, "pellsub: film.idx: warning: no picture is shown in that time, and none was written\n");
+    EXPECT_EQ(none.status, 1);
 }
 
 TEST_F(PellsubRender, KeepsFilesUnlessToldOtherwiseAndStaysInItsDirectory) {

@@ -162,6 +162,9 @@ static void RenderConclude(Output &out, FileFacts &facts) {
                                              : "s were there already and stay as they are; --overwrite replaces them";
         run.warnings.push_back({"files_exist", fmt::format("{} file{}", run.existing, rest)});
     }
+    if (!facts.error && run.stream.number < 0) {
+        run.warnings.push_back({"no_picture_then", "no picture is shown in that time, and none was written"});
+    }
     facts.warnings.insert(facts.warnings.end(), run.warnings.begin(), run.warnings.end());
     if (!facts.error) {
         facts.error = run.error;
