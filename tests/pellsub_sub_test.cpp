@@ -124,6 +124,7 @@ TEST_F(Pellsub, SaysWhatIsWrongWithASubOrIdxFile) {
         EXPECT_EQ(result.err, "pellsub: " + std::string(row.name) + ": " + row.message);
         EXPECT_EQ(result.status, 2);
     }
+    EXPECT_EQ(RunHere({"info", "--stream", "en", "pair.idx"}).err, RunHere({"info", "pair.idx"}).err);
 }
 
 // --- VobSub --------------------------------------------------------------------------------------------------------

@@ -145,7 +145,7 @@ static std::optional<Problem> KeepWanted(const std::string &wanted, std::vector<
     std::vector<StreamFacts> kept;
     std::copy_if(streams.begin(), streams.end(), std::back_inserter(kept),
                  [&](const StreamFacts &stream) { return IsWanted(stream, wanted); });
-    if (kept.empty() && !wanted.empty()) {
+    if (kept.empty() && !wanted.empty() && !streams.empty()) {
         return Problem{"no_such_stream", fmt::format("it has no stream \"{}\", only {}", wanted, StreamList(streams))};
     }
     streams = kept;
