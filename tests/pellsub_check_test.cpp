@@ -14,6 +14,7 @@ static const std::string kSamiHead = "<SAMI><HEAD><STYLE>\n.KO {Name:K; lang:ko-
                                      "</STYLE></HEAD><BODY>\n";
 static const std::string kAssHead = "[Script Info]\n[Events]\n";
 static const std::string kAssFields = "Format: Layer, Start, End, Style, Text\n";
+static const std::string kAssEvent = "Dialogue: 0,0:00:01.00,0:00:02.00,Default,one\n";
 static const std::string kDvdHead = "{HEAD\n}\n";
 // A player goes by the first two numbers of a line, whatever stands behind them.
 static const std::string kMpsub = "FORMAT=TIME\n1 2\none\n\n0.5 1e0\ntwo\n\n1.5.5 3 # x, y\nthree\n\n";
@@ -94,6 +95,8 @@ TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
         {"ends.sub", "00:00:01.00,00:00:02.00\none\n\n\n00:00:03.00,00:00:04.00\ntwo\n",
          "4 blank_before_time, 5 not_closed, 5 cue_lost"},
         {"order.smi", kSamiHead + "<SYNC Start=1000>\n<P Class=EN>one\n<P Class=KO>two\n", "5 class_order"},
+        {"fonts.ass",
+         kAssHead + kAssFields + kAssEvent + "[Fonts]\nfontname: a\nDialogue: 0,0:00:03.00,0:00:04.00,Top,font\n", ""},
         {"alone.idx", "id: en, index: 0\ntimestamp: 00:00:00:000, filepos: 000000000\n", " !no_packet_file"},
     };
     const Result result = Expect({"check", "--as", "json"}, rows, FindingsText);

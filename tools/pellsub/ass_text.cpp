@@ -9,8 +9,6 @@
 #include <iterator>
 #include <optional>
 
-static constexpr const char *kUsualFields = "Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text";
-
 static constexpr std::string_view kDialogue = "Dialogue:";
 
 static const struct {
@@ -87,7 +85,7 @@ static AssFields FieldsNamed(std::string_view names) {
 
 AssFields AssFieldsOf(std::string_view header) {
     static constexpr std::string_view format = "Format:";
-    std::string_view names = kUsualFields;
+    std::string_view names = kAssUsualFields;
     bool events = false;
     while (!header.empty()) {
         const std::string_view line = Trimmed(TakeUpTo(header, "\r\n"));

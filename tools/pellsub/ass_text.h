@@ -7,6 +7,9 @@
 #include <string_view>
 #include <vector>
 
+inline constexpr const char *kAssUsualFields =
+    "Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text";
+
 // The fields of an event line, as the header names them.
 struct AssFields {
     std::vector<std::string> names; // in order, as in "margin_l"

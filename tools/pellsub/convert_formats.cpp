@@ -152,8 +152,7 @@ static constexpr const char *kAssHead =
     "MarginV, Encoding\n"
     "Style: Default,Arial,64,&H00FFFFFF,&H000000FF,&H00000000,&H80000000,0,0,0,0,100,100,0,0,1,3,1,2,60,60,50,1\n"
     "\n"
-    "[Events]\n"
-    "Format: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text\n";
+    "[Events]\n";
 
 // Braces have no escape that all players know; those of full width look alike. A backslash is one only before some
 // letters.
@@ -223,7 +222,7 @@ static std::string WriteAss(const ConvertedStream &stream) {
     if (!stream.header.empty()) {
         return WriteSameAss(stream);
     }
-    std::string document = kAssHead;
+    std::string document = fmt::format("{}Format: {}\n", kAssHead, kAssUsualFields);
     for (const ConvertedCue &cue : stream.cues) {
         const int alignment = cue.text.alignment;
         document += fmt::format("Dialogue: 0,{},{},Default,,0,0,0,,", AssTime(cue.startMs), AssTime(cue.endMs));

@@ -1,18 +1,18 @@
 // ASS and SSA: what keeps a player from the events.
+#include "tools/pellsub/ass_text.h"
 #include "tools/pellsub/repair_rules.h"
 #include "tools/pellsub/timing_clock.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 
-static constexpr const char *kUsualFields = "Format: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, "
-                                            "Effect, Text";
 static constexpr std::string_view kEvent = "Dialogue:";
 
 struct AssWalk {
     Repair &repair;
     bool inEvents = false;  // an [Events] line was met, and no other section since
     bool hasFormat = false; // and its Format line
+    bool hadEvents = false; // an [Events] line was met
     size_t startField = 1;
 };
 
@@ -82,10 +82,11 @@ static void PrepareEvent(AssWalk &walk, size_t number) {
         NoteMended(walk.repair, FINDING_NO_EVENTS, number);
         walk.repair.lines.emplace_back("[Events]");
         walk.inEvents = true;
+        walk.hadEvents = true;
     }
     if (!walk.hasFormat) {
         NoteMended(walk.repair, FINDING_NO_FORMAT_LINE, number);
-        walk.repair.lines.emplace_back(kUsualFields);
+        walk.repair.lines.push_back(fmt::format("Format: {}", kAssUsualFields));
         walk.hasFormat = true;
     }
 }
@@ -95,13 +96,17 @@ static void PutLine(AssWalk &walk, size_t number, const std::string &text) {
     const bool section = line.starts_with('[');
     const bool events = BeginsNoCase(line, "[events]");
     const bool format = walk.inEvents && BeginsNoCase(line, "format:");
+    // Behind the events, what looks like one may be data of a font.
+    const bool event =
+        walk.inEvents ? FindNoCase(line, kEvent) != line.npos : !walk.hadEvents && BeginsNoCase(line, kEvent);
     if (section) {
         walk.inEvents = events;
+        walk.hadEvents = walk.hadEvents || events;
         walk.hasFormat = false;
     } else if (format) {
         walk.hasFormat = true;
         walk.startField = FieldNumber(line, "start", 1);
-    } else if (BeginsNoCase(line, kEvent) || (walk.inEvents && FindNoCase(line, kEvent) != line.npos)) {
+    } else if (event) {
         PrepareEvent(walk, number);
         PutEvent(walk, number, text);
         return;
