@@ -233,11 +233,13 @@ static void BuryWorker(Team &team, size_t number) {
     if (signal == SIGINT || signal == SIGTERM) {
         part.result.status = EXIT_BY_SIGNAL + signal;
     } else {
+        const size_t file = team.current[number];
         part.result.status = EXIT_FAILED;
+        part.result.totals = {.files = file - team.batches[worker.batch].first + 1, .failed = 1};
         AddMessage(team, part,
-                   fmt::format("pellsub: {}: the process that read it broke off (signal {}); the files after it are "
-                               "left out; run pellsub without them or report the file\n",
-                               team.many.list.names[team.current[number]], signal));
+                   fmt::format("pellsub: {}: the process that read it broke off (signal {}); files after it are left "
+                               "out; run pellsub without this one, and report it\n",
+                               team.many.list.names[file], signal));
     }
     StopHandingOut(team);
 }
