@@ -102,6 +102,9 @@ TEST_F(PellsubCheck, FindsWhatAPersonShouldKnow) {
     const Result result = Expect({"check", "--as", "json"}, rows, FindingsText);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(RunHere({"check", "good.srt"}).out, "good.srt: nothing found\n");
+    Write("none.srt", "\n");
+    EXPECT_NE(RunHere({"check", "none.srt"}).err.find("does not look like it; no line of it looks like a cue\n"),
+              std::string::npos);
     const Result lost = RunHere({"check", "lost.srt"});
     EXPECT_EQ(lost.status, 1);
     EXPECT_EQ(lost.err, "");

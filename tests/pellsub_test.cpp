@@ -250,6 +250,9 @@ TEST_F(Pellsub, SaysWhatIsWrongWithAFile) {
         const Json &problem = row.status == 2 ? file.at("error") : file.at("warnings").at(0);
         EXPECT_EQ(problem["kind"], row.kind);
     }
+    EXPECT_EQ(RunHere({"dump", "--raw", "blank.smi"}).err, "");
+    const Result wrong = RunHere({"info", "--encoding", "UTF-16LE", "half.srt"});
+    EXPECT_NE(wrong.err.find("; is it really UTF-16LE?\n"), wrong.err.npos) << wrong.err;
 }
 
 TEST_F(Pellsub, SaysWhatIsWrongWithAName) {

@@ -8,7 +8,17 @@
 #include <fmt/format.h>
 
 static constexpr const char *kSeeLog = "PELL_LOG_LEVEL=3 before the command shows why";
-static constexpr const char *kSeeCheck = "check tells which lines are not understood, and --repair mends what it can";
+
+// What to do about lines that are no cues. Who runs check has what it tells at hand.
+static std::string LinesAdvice(const FileFacts &facts) {
+    if (facts.encodingKind != nullptr && std::string_view(facts.encodingKind) == "option") {
+        return fmt::format("is it really {}?", facts.encoding);
+    }
+    if (facts.source == nullptr) {
+        return "check tells which lines are not understood, and --repair mends what it can";
+    }
+    return facts.findings.empty() ? "no line of it looks like a cue" : "convert --repair mends what it can";
+}
 
 static std::string FailedText(const FileFacts &facts, const Findings &findings) {
     return CountText(findings.failedReads, facts.textual ? "cue" : "picture");
@@ -74,7 +84,7 @@ static Problem NoCue(const FileFacts &facts) {
         return NoStream();
     }
     return {"no_cue", fmt::format("no cue found in it; its name says {}, its content does not look like it; {}",
-                                  facts.formatTitle, kSeeCheck)};
+                                  facts.formatTitle, LinesAdvice(facts))};
 }
 
 static std::optional<Problem> WhyNothing(const FileFacts &facts, const Findings &findings) {
@@ -126,7 +136,7 @@ static void WarnOfText(const Asked &asked, const Findings &findings, FileFacts &
 // Without this, text output that stays empty would look like a mistake of the tool.
 static void WarnOfBlankStreams(FileFacts &facts) {
     for (const StreamFacts &stream : facts.streams) {
-        if (stream.cues > 0 && stream.blankCues == stream.cues) {
+        if (!facts.raw && stream.cues > 0 && stream.blankCues == stream.cues) {
             facts.warnings.push_back(
                 {"no_text", fmt::format("stream {}: nothing to read in its {}; dump --raw shows what is delivered",
                                         stream.number, CountText(stream.cues, "cue"))});
@@ -155,7 +165,8 @@ Problem Interrupted(const Findings &findings) {
 
 static Problem NoSubCue(const FileFacts &facts) {
     if (facts.formTitle != nullptr) {
-        return {"no_cue", fmt::format("it looks like {}, but no cue is found in it; {}", facts.formTitle, kSeeCheck)};
+        return {"no_cue",
+                fmt::format("it looks like {}, but no cue is found in it; {}", facts.formTitle, LinesAdvice(facts))};
     }
     return {"no_sub_form",
             fmt::format("none of the four forms of text SUB begins in its first 100 lines: {}", SubFormList())};
@@ -168,5 +179,5 @@ Problem NotIndexed(const FileFacts &facts) {
     if (IsFormat(facts, "sub")) {
         return NoSubCue(facts);
     }
-    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", kSeeCheck)};
+    return {"index_failed", fmt::format("nothing in it is read as a cue; {}", LinesAdvice(facts))};
 }
