@@ -112,6 +112,14 @@ static std::string PlaceText(const Finding &finding) {
     return place + (finding.startMs ? TimeText(*finding.startMs) + ": " : "");
 }
 
+// What all findings of the kind have in common.
+static std::string WordsInCommon(const std::vector<Finding> &findings, std::string_view kind) {
+    const auto alike =
+        std::find_if(findings.begin(), findings.end(), [=](const Finding &finding) { return kind == finding.kind; });
+    const std::string &message = alike->message;
+    return message.substr(0, std::min(message.find(": "), message.find(" (--repair")));
+}
+
 // Thousands of one kind say no more than the first of them; the program's form has them all.
 static void EndFileText(Output &out, const FileFacts &facts) {
     static constexpr size_t kShown = 20;
@@ -123,7 +131,7 @@ static void EndFileText(Output &out, const FileFacts &facts) {
     }
     for (const auto &[kind, count] : counts) {
         if (count > kShown) {
-            Put(out, fmt::format("{}: {} more of the kind {}\n", facts.name, count - kShown, kind));
+            Put(out, fmt::format("{}: {} more: {}\n", facts.name, count - kShown, WordsInCommon(facts.findings, kind)));
         }
     }
     if (facts.findings.empty() && !facts.error) {

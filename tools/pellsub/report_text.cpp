@@ -3,6 +3,7 @@
 
 #include "tools/pellsub/cue_text.h"
 #include "tools/pellsub/time_text.h"
+#include "tools/pellsub/words.h"
 
 #include <fmt/format.h>
 
@@ -30,7 +31,7 @@ static void PutStream(const Output &out, const StreamFacts &stream) {
     PutPalette(out, stream.palette);
     PutField(out, "    ", stream.palette.empty() ? "cues" : "pictures", fmt::format("{}", stream.cues));
     if (stream.failedReads > 0) {
-        PutField(out, "    ", "failed", fmt::format("{} reads", stream.failedReads));
+        PutField(out, "    ", "failed", CountText(stream.failedReads, "read"));
     }
     if (stream.firstMs) {
         PutField(out, "    ", "time", SpanText(*stream.firstMs, stream.lastMs));
