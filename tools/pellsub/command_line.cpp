@@ -71,7 +71,8 @@ static constexpr const char *kCheckExamples = "  pellsub check movie.en.srt\n"
                                               "  pellsub check -r films\n";
 
 static constexpr const char *kAboutCheck =
-    "Says what is wrong with each file, one line each with its place. Exit status 1: something was found.\n";
+    "Says what is wrong with each file, one line each with its place. Exit status 1: something was found.\n"
+    "What \"--repair mends\" is mended by convert --repair; info, dump and timeline take --repair, too.\n";
 
 static constexpr const char *kTimelineExamples = "  pellsub timeline movie.en.srt movie.ko.srt -o movie.html\n";
 
