@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 #include <map>
 #include <numeric>
@@ -17,8 +18,8 @@ namespace fs = std::filesystem;
 
 struct Walk {
     FormatEntry *entry = nullptr;
-    std::map<std::string, bool> taken; // by extension
-    std::vector<std::string> *names = nullptr;
+    std::map<std::string, bool> taken = {}; // by extension
+    FileList &list;
 };
 
 // The plug-in goes by the extension alone, so it is asked once for each.
@@ -51,13 +52,15 @@ static void WalkDirectory(Walk &walk, const fs::path &directory) {
     std::error_code error;
     fs::directory_iterator entries(directory, error);
     if (error) {
-        walk.names->push_back(directory.string()); // opening it as a file tells what is wrong
+        walk.list.names.push_back(directory.string()); // opening it as a file tells what is wrong
         return;
     }
     std::vector<fs::directory_entry> sorted;
     while (entries != fs::directory_iterator()) {
         sorted.push_back(*entries);
         if (entries.increment(error); error) {
+            Complain(directory.string(), fmt::format("cannot be read to its end: {}", error.message()));
+            walk.list.incomplete = true;
             break;
         }
     }
@@ -68,14 +71,14 @@ static void WalkDirectory(Walk &walk, const fs::path &directory) {
                 WalkDirectory(walk, entry.path());
             }
         } else if (IsTaken(walk, entry.path()) && !BelongsToAnIndex(entry.path().string())) {
-            walk.names->push_back(entry.path().string());
+            walk.list.names.push_back(entry.path().string());
         }
     }
 }
 
 FileList ListFiles(FormatEntry *entry, const std::vector<std::string> &named, bool recursive) {
     FileList list;
-    Walk walk{.entry = entry, .names = &list.names};
+    Walk walk{.entry = entry, .list = list};
     for (const std::string &name : named) {
         std::error_code error;
         if (!recursive || !fs::is_directory(name, error)) {

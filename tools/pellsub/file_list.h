@@ -10,6 +10,7 @@ struct FileList {
     std::vector<std::string> names;
     std::vector<size_t> kin;        // one for each name; neighbours with the same one belong together. Empty: none do
     std::vector<std::string> empty; // directories without a subtitle file
+    bool incomplete = false;        // a directory could not be read to its end
 };
 
 // With recursive, a directory stands for the files below it that the plug-in takes, sorted by name. Links to

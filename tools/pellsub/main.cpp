@@ -93,7 +93,7 @@ static int Run(CommandLine &line) {
         Complain(directory, "there is no subtitle file in it; they end in " + TakenExtensions(entry));
     }
     const int status = RunFiles(many, line);
-    return many.list.empty.empty() ? status : std::max<int>(status, EXIT_FAILED);
+    return many.list.empty.empty() && !many.list.incomplete ? status : std::max<int>(status, EXIT_FAILED);
 }
 
 // Help and version count as errors to the parser, with status 0. Arguments come last one first.
