@@ -10,7 +10,7 @@
 // How a code type lays out its characters.
 enum CharsetLayout : uint8_t {
     CHARSET_LAYOUT_WIDE,   // code units of two or four bytes
-    CHARSET_LAYOUT_UTF8,   //
+    CHARSET_LAYOUT_UTF8,   // one to four bytes each, the lower half ASCII
     CHARSET_LAYOUT_SINGLE, // one byte each, the lower half ASCII
     CHARSET_LAYOUT_MULTI   // one to four bytes each; single bytes below 128 are ASCII, later bytes may look like it
 };

@@ -13,7 +13,6 @@ struct CheckedStream {
 };
 
 struct CheckRun {
-    bool json = false;
     std::map<int, CheckedStream> streams; // of the file at hand
     std::vector<Finding> cueFindings;     // of its cues
     std::set<size_t> lines;               // that its cues come from

@@ -346,6 +346,5 @@ void ReadValues(const std::string &command, CommandLine &line) {
     TakeStandardOutput(line.convert.output);
     TakeStandardOutput(line.timeline.output);
     CheckConvert(line);
-    line.check.json = run.writer == &kCheckJson;
     run.findings = command == "check";
 }

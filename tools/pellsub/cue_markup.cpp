@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
-#include <iterator>
 
 static StyledText Unstyled(std::string_view text) {
     StyledText styled;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 
 // --- lines and runs ------------------------------------------------------------------------------------------------
 
