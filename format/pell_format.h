@@ -105,7 +105,8 @@ typedef struct FileInfo {
 } FileInfo;
 
 /* One delivered cue. The record is the host's and zero before the first read: VobSub takes a length that is there for
-   the unit's, and fmt_free releases what pu8Data says. fmt_read fills it, fmt_free of the same handle clears all of it. */
+   the unit's, and fmt_free releases what pu8Data says. fmt_read fills it, and fmt_free of the same handle clears all of
+   it. */
 typedef struct FmtFrame {
     uint32_t u32StreamType;    /* always SUB_STREAM_KIND_SUBTITLE */
     int32_t s32StreamIndex;    /* the stream the cue belongs to */
@@ -183,9 +184,9 @@ typedef int32_t (*FmtFindStreamFn)(void *hFmt, int32_t s32Reserved);
 /* *ppstInfo is the handle's own record, valid until fmt_close; what it points to moves when the file is indexed anew.
  */
 typedef int32_t (*FmtGetInfoFn)(void *hFmt, FileInfo **ppstInfo);
-/* 0: frame filled. -1: this cue failed, and the next call goes on behind it; but it comes again and again where text SUB
-   cannot seek, VobSub has no memory for the frame, or the index is gone: bound the failures in a row. -2: no cue left
-   (VobSub: -1). */
+/* 0: frame filled. -1: this cue failed, and the next call goes on behind it; but it comes again and again where text
+   SUB cannot seek, VobSub has no memory for the frame, or the index is gone: bound the failures in a row. -2: no cue
+   left (VobSub: -1). */
 typedef int32_t (*FmtReadFn)(void *hFmt, FmtFrame *pstFrame);
 /* Releases what the frame owns and clears the whole record. */
 typedef int32_t (*FmtFreeFn)(void *hFmt, FmtFrame *pstFrame);
@@ -313,10 +314,10 @@ PELL_API int32_t SvrSubReadLine(uint8_t *pu8Line, void *hUrl, Protocol *pstProto
 PELL_API int32_t SvrSubIdentifyCodeType(void *hUrl, Protocol *pstProtocol, void *hCharset,
                                         const CharsetOps *pstCharsetOps, int32_t s32Hint);
 
-/* Converts one line or cue of at least a byte, and expands tabs when the destination is 2. Without a converter, and when
-   it fails, the text is copied as it is; a copy that does not fit leaves zeros, and the result is the text's length all
-   the same. Bytes produced, also left in s32LineOutSize; -1: a bad record, or with a converter SVR_SUB_STR_OUT_MAX_LEN
-   bytes or more. */
+/* Converts one line or cue of at least a byte, and expands tabs when the destination is 2. Without a converter, and
+   when it fails, the text is copied as it is; a copy that does not fit leaves zeros, and the result is the length of
+   the text all the same. Bytes produced, also left in s32LineOutSize; -1: a bad record, or with a converter
+   SVR_SUB_STR_OUT_MAX_LEN bytes or more. */
 PELL_API int32_t SvrSubTranscodeLine(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
                                      int32_t s32SrcCodeType, int32_t s32DstCodeType);
 
