@@ -3,6 +3,7 @@
 #include "platform/text/decimal.h"
 #include "subtitle/lrc/lrc_demuxer.h"
 #include "subtitle/smi/smi_demuxer.h"
+#include "tests/host_double.h"
 #include "tests/scan_reference.h"
 
 #include <algorithm>
@@ -120,6 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pu8Data, size_t uSize) {
         ScanReal,
         ScanLang,
     };
+    // Of millions of runs no message is kept.
+    g_host.bQuiet = true;
     FuzzInput stInput = {pu8Data, pu8Data + uSize};
     const size_t uScan = FuzzTake8(&stInput) % std::size(s_apfnScans);
     // A block of its own, so that a look beyond the end is seen.
