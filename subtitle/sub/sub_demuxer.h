@@ -56,8 +56,8 @@ inline TextBuf SubTextBuf(SubDemuxerHdl *pstHdl) {
     return {pstHdl->au8TextBuf, &pstHdl->u32TextUsed};
 }
 
-// Tells the format and builds the index from scratch in the handle's code type. 0, or -1 when there is none, no cue, or
-// the build was stopped; 0 also when memory ran out and the index is gone, which reads report.
+// Tells the format and builds the index from scratch in the handle's code type. 0, or -1 when no format
+// fits, there is no cue, or the build was stopped; 0 also when memory ran out and the index is gone: reads report that.
 int32_t SubParse(SubDemuxerHdl *pstHdl, void *hUrl, Protocol *pstProtocol);
 
 // Reads a line. Its length, 0 for an empty one; -1 after a message under the name.

@@ -302,7 +302,7 @@ static int32_t SubPostMicrodvd(SubDemuxerHdl *pstHdl, FmtFrame *pstFrame) {
     // The text moves down over the braces before it.
     const ptrdiff_t sText = pu8Text - pstFrame->pu8Data;
     pstFrame->pu8Data[sText + SubTextLen(pu8Text, SvrSpanEnd(stLine))] = '\0';
-    // Both sizes are those of buffers; the text ends at its terminator.
+    // The first size is that of a whole buffer; the text ends at its terminator.
     pstFrame->u32DataLen =
         SubConvertLineBreaks(pu8Text, SVR_SUB_STR_IN_MAX_LEN, pstFrame->pu8Data, pstFrame->u32DataLen);
     return 0;
