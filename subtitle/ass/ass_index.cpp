@@ -93,10 +93,7 @@ static int32_t AssNodeParse(AssDemuxerHdl *pstHdl, const AssParser *pstParser, A
         return 0;
     }
     const int64_t s64EndPos = SvrTextTell(&pstParser->stReader);
-    if (SvrSubSeekFailed(s64EndPos)) {
-        SVR_LOG_RESULT(__func__, "_ASS_NODE_Parse:SEEK_CUR 0 failed!", -1);
-        return -1;
-    }
+    SVR_RETURN_UNLESS(!SvrSubSeekFailed(s64EndPos), __func__, "_ASS_NODE_Parse:SEEK_CUR 0 failed!");
     const int32_t s32StartPos = pstParser->s32StartPos;
     const int32_t s32EndPos = static_cast<int32_t>(s64EndPos);
     if (s32EndPos <= s32StartPos) {

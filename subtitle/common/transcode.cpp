@@ -76,8 +76,8 @@ static void TranscodeCopy(TranscodeLine *pstLine, int32_t s32Capacity) {
     pstLine->s32LineOutSize = pstLine->s32LineInSize;
 }
 
-// Runs the converter; a line it refuses is delivered as it is. Returns how many bytes of the
-// output it may have written.
+// Runs the converter; a line it refuses is delivered as it is. Returns how many bytes of the output it may have
+// written.
 static int32_t TranscodeConvert(void *hCharset, const CharsetOps *pstCharsetOps, TranscodeLine *pstLine,
                                 int32_t s32SrcCodeType, int32_t s32DstCodeType) {
     const int32_t s32Capacity = pstLine->s32LineOutSize;
